@@ -1,0 +1,35 @@
+"""Prints ours/peer time ratios from Google Benchmark JSON files.
+
+A benchmark named "<group>/kelvane[/args]" is compared with every
+"<group>/<peer>[/args]" that has the same args. A ratio below 1 means Kelvane
+is faster than the peer.
+"""
+import json
+import sys
+from collections import defaultdict
+
+
+def main(paths):
+    groups = defaultdict(dict)
+    for path in paths:
+        with open(path) as f:
+            for b in json.load(f).get("benchmarks", []):
+                if b.get("run_type") == "aggregate":
+                    continue
+                parts = b["name"].split("/")
+                if len(parts) < 2:
+                    continue
+                group, who, args = parts[0], parts[1], "/".join(parts[2:])
+                groups[(group, args)][who] = b["real_time"] if "real_time" in b else b["cpu_time"]
+    for (group, args), times in sorted(groups.items()):
+        ours = times.get("kelvane")
+        if ours is None:
+            continue
+        label = f"{group}/{args}" if args else group
+        for peer, t in sorted(times.items()):
+            if peer != "kelvane" and t > 0:
+                print(f"{label:50s} kelvane/{peer:12s} {ours / t:7.3f}")
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
