@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <limits>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -25,6 +25,20 @@ double BesselI0(double v) {
         sum += term;
     }
     return sum;
+}
+
+long long Saturate(__int128 v) {
+    constexpr long long kMax = std::numeric_limits<long long>::max();
+    constexpr long long kMin = std::numeric_limits<long long>::min();
+    if (v > kMax) return kMax;
+    if (v < kMin) return kMin;
+    return static_cast<long long>(v);
+}
+
+__int128 FloorDiv(__int128 a, __int128 b) {
+    __int128 q = a / b;
+    if ((a % b != 0) && ((a < 0) != (b < 0))) --q;
+    return q;
 }
 
 long long Gcd(long long a, long long b) {
@@ -131,6 +145,21 @@ void LConvertRateBase::PrepareChannels(int channels) {
     expanded_.resize(table_.size() * channels);
     for (size_t i = 0; i < table_.size(); ++i)
         for (int c = 0; c < channels; ++c) expanded_[i * channels + c] = table_[i];
+}
+
+long long LConvertRateBase::InputToOutput(long long input) const {
+    return Saturate(__int128(input) * up_ / down_);
+}
+
+long long LConvertRateBase::OutputToInput(long long output, long long* phase) const {
+    const __int128 scaled = __int128(output) * down_;
+    const __int128 input = FloorDiv(scaled, up_);
+    if (phase) *phase = static_cast<long long>(scaled - input * up_);
+    return Saturate(input);
+}
+
+long long LConvertRateBase::OffsetToInput(long long offset) const {
+    return Saturate(__int128(offset) * down_ / up_);
 }
 
 long long LConvertRateBase::WindowEnd(long long cursor, long long phase, long long count) const {

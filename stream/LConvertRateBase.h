@@ -41,6 +41,15 @@ public:
     // past the input's peak.
     double GetGainBound() const { return gainBound_; }
 
+    // Positions: output frame j stands at input time j * M / L. These map
+    // between the two timelines with 64-bit results that saturate.
+    // Output frames whose instant lies before input frame `input`: trunc(input * L / M).
+    long long InputToOutput(long long input) const;
+    // The input frame at or before output frame `output` (floor), and the phase there.
+    long long OutputToInput(long long output, long long* phase = nullptr) const;
+    // A distance in output frames as input frames, truncated toward zero.
+    long long OffsetToInput(long long offset) const;
+
     // Produces `count` output frames of `channels` interleaved channels from
     // `in`. `cursor` is the frame index in `in` where the next output's window
     // starts and `phase` its phase (0..L-1); both advance. The caller makes sure

@@ -6,22 +6,14 @@
 
 namespace {
 
-constexpr long long kMax = std::numeric_limits<long long>::max();
-constexpr long long kMin = std::numeric_limits<long long>::min();
-
-long long Saturate(__int128 v) {
-    if (v > kMax) return kMax;
-    if (v < kMin) return kMin;
-    return static_cast<long long>(v);
-}
-
-__int128 FloorDiv(__int128 a, __int128 b) {
-    __int128 q = a / b;
-    if ((a % b != 0) && ((a < 0) != (b < 0))) --q;
-    return q;
-}
-
 int RateOrFallback(int rate) { return rate > 0 ? rate : 44100; }
+
+long long SaturatingAdd(long long a, long long b) {
+    long long sum;
+    if (__builtin_add_overflow(a, b, &sum)) return b > 0 ? std::numeric_limits<long long>::max()
+                                                         : std::numeric_limits<long long>::min();
+    return sum;
+}
 
 }  // namespace
 
@@ -38,28 +30,14 @@ LSRCConvertRate::LSRCConvertRate(const LSoundSource& inner, int targetRate, bool
     buffer_.assign(static_cast<size_t>(capacity_ * GetChannels()), 0.0f);
 
     const long long innerPosition = inner_->GetPositionSample();
-    const long long start = InputToOutput(innerPosition);
-    ResetAt(start, OutputToInput(start) != innerPosition);
-}
-
-long long LSRCConvertRate::OutputToInput(long long output) const {
-    return Saturate(FloorDiv(__int128(output) * converter_.GetDown(), converter_.GetUp()));
-}
-
-long long LSRCConvertRate::InputToOutput(long long input) const {
-    return Saturate(__int128(input) * converter_.GetUp() / converter_.GetDown());
-}
-
-long long LSRCConvertRate::OffsetToInput(long long offset) const {
-    return Saturate(__int128(offset) * converter_.GetDown() / converter_.GetUp());
+    const long long start = converter_.InputToOutput(innerPosition);
+    ResetAt(start, converter_.OutputToInput(start) != innerPosition);
 }
 
 void LSRCConvertRate::ResetAt(long long position, bool seekInner) {
-    const __int128 scaled = __int128(position) * converter_.GetDown();
-    const __int128 input = FloorDiv(scaled, converter_.GetUp());
+    const long long input = converter_.OutputToInput(position, &phase_);
     position_ = position;
-    phase_ = static_cast<long long>(scaled - input * converter_.GetUp());
-    if (seekInner) inner_->Seek(Saturate(input));
+    if (seekInner) inner_->Seek(input);
     // The history before the new input position is cleared, not re-read: a
     // streaming source can't be asked to step back.
     const int half = converter_.GetHalf();
@@ -68,7 +46,7 @@ void LSRCConvertRate::ResetAt(long long position, bool seekInner) {
     cursor_ = 0;
 }
 
-long long LSRCConvertRate::GetEndSample() const { return InputToOutput(inner_->GetEndSample()); }
+long long LSRCConvertRate::GetEndSample() const { return converter_.InputToOutput(inner_->GetEndSample()); }
 
 void LSRCConvertRate::Seek(long long frame) { ResetAt(frame, true); }
 
@@ -77,16 +55,17 @@ bool LSRCConvertRate::ControlMessage(int code, long* value) {
     if (code == ControlAddLatency) {
         // Input already pulled past the instant of the next output frame.
         const long long pending = filled_ - cursor_ - converter_.GetHalf();
-        *value = Saturate(__int128(OffsetToInput(*value)) + pending);
+        *value = SaturatingAdd(converter_.OffsetToInput(*value), pending);
     } else if (code == ControlMapOffset) {
-        *value = OffsetToInput(*value);
+        *value = converter_.OffsetToInput(*value);
     }
     return inner_->ControlMessage(code, value);
 }
 
 long long LSRCConvertRate::AdjustRelativeOffset(long long offset, long long position) {
-    const long long inner = inner_->AdjustRelativeOffset(OffsetToInput(offset), OutputToInput(position));
-    return InputToOutput(inner);
+    const long long inner =
+        inner_->AdjustRelativeOffset(converter_.OffsetToInput(offset), converter_.OutputToInput(position));
+    return converter_.InputToOutput(inner);
 }
 
 void LSRCConvertRate::MakeRoom() {
@@ -124,6 +103,6 @@ void LSRCConvertRate::Read(float* buffer, long long frames) {
         converter_.Process(buffer_.data(), channels, cursor_, phase_, buffer, count);
         buffer += count * channels;
         frames -= count;
-        position_ += count;
+        position_ = SaturatingAdd(position_, count);
     }
 }

@@ -29,11 +29,6 @@ public:
 
     const LConvertRateBase& GetConverter() const { return converter_; }
 
-    // The mappings described above, saturating at the 64-bit range.
-    long long OutputToInput(long long output) const;
-    long long InputToOutput(long long input) const;
-    long long OffsetToInput(long long offset) const;
-
 private:
     void ResetAt(long long position, bool seekInner);
     void ReadBuffer(long long needed);  // brings the buffer up to `needed` frames
