@@ -1,0 +1,81 @@
+#pragma once
+// The application controller. This part of it interprets argument vectors,
+// from this start or handed over by a later one, and carries each argument
+// out at once, in order, so that "file.wav -save -exit" loads, saves, exits.
+//
+// The operations that arguments lead to are virtual: features that this
+// build lacks say so through the alert service and count as failed, and the
+// tests replace them with recorders.
+#include "app/LMainWindow.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class MainDialog : public LMainWindow {
+public:
+    // Forced record setting that "-record" asks for.
+    static constexpr int kForcedRecordFromCommandLine = 3;
+
+    // What "-batch" collected, for the batch converter.
+    struct BatchArguments {
+        std::vector<std::string> inputFiles;
+        std::string scriptPath;
+        std::string inputFolder;
+        std::string outputFolder;
+        std::string outputFormat;
+        bool run = false;
+        bool quitWhenDone = false;
+        bool fromCommandLine = false;
+    };
+
+    MainDialog();
+    ~MainDialog() override;
+
+    using LMainWindow::EvRunArguments;
+    // Interprets argv[1..argc-1]; argv[0] is the sender's program path.
+    // Main thread only.
+    void EvRunArguments(const char* const* argv, int argc) override;
+
+    const BatchArguments& Batch() const { return batch_; }
+    // Operations that failed since start: argument runs that failed make the
+    // process end with a non-zero status.
+    int FailedOperations() const { return failedOperations_; }
+    int ExitStatus() const override { return failedOperations_ > 0 ? 1 : 0; }
+
+    // Operations reached from the command line.
+    virtual void RecoveryPrompt();
+    virtual bool CmSave(bool prompt);
+    virtual bool HasCurrentDocument();
+    virtual bool SaveAs(const char* path);
+    virtual bool CmPlay(int64_t position, bool selectionOnly);
+    virtual bool CmRecord(int forcedRecordSetting);
+    virtual bool Stop(bool askUser);
+    virtual bool CmStart();
+    virtual bool CmBatchConverter();
+    virtual bool CheckMaxFiles();
+    virtual bool LoadFile(const char* path, bool addToRecent, bool quiet);
+    virtual bool LoadProject(const char* path);
+    void EvLoadFile(const char* path) override;
+
+protected:
+    void DestroyDialog() override;
+    // Counts a failed operation (the exit status reports it).
+    void NoteFailure() { ++failedOperations_; }
+    // Tells the user that a feature is missing from this build; counts as failed.
+    bool ReportUnavailable(const char* what, const char* subject = nullptr);
+    // `SuppressSaveFormatPrompt`: empty or "0" means format prompts run on save.
+    virtual bool SaveFormatPromptWanted();
+
+private:
+    // Each returns true when the scan is to go on.
+    bool RunListFile(const char* path);
+    void RunBatchArguments(const char* const* argv, int first, int argc);
+    void OpenArgumentFile(const char* path);
+    bool TakeBatchOperand(const char* const* argv, int* index, int argc, std::string* out,
+                          const char* title, const char* text);
+
+    BatchArguments batch_;
+    bool argumentsSeen_ = false;
+    int failedOperations_ = 0;
+};
