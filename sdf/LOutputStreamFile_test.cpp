@@ -4,11 +4,14 @@
 #include "sdf/LInputStreamFileShared.h"
 #include "sdf/LOutputStreamByteArray.h"
 #include "sdf/LReadWriteFile.h"
+#include "sdf/LSDFReader.h"
+#include "sdf/LSDFReaderChunkIterator.h"
 #include "sdf/LSDFWriter.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <numeric>
@@ -90,6 +93,39 @@ TEST(LInputStreamFileShared, LeavesTheOwnersOffsetAlone) {
     EXPECT_EQ(in.Read(b, 5), 0);
     EXPECT_EQ(in.Size(), 7);
     EXPECT_EQ(lseek(owner.Fd(), 0, SEEK_CUR), 2);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(LReadWriteFile, RewritesAnSdfFileInPlace) {
+    kvtest::TempDir dir;
+    const std::string path = dir.File("1.audinfo");
+    LReadWriteFile file;
+    ASSERT_TRUE(file.Open(path));
+    const ino_t inode = [&] { struct stat st; fstat(file.Fd(), &st); return st.st_ino; }();
+    for (int length : {5000, 3}) {
+        ASSERT_TRUE(file.Truncate(0));
+        ASSERT_TRUE(file.Seek(0));
+        LSDFWriter w;
+        ASSERT_TRUE(w.Open(file, 43, 1));
+        w.WriteString(16, std::string(static_cast<size_t>(length), 'p'));
+        ASSERT_TRUE(w.Close());
+    }
+    struct stat st;
+    ASSERT_EQ(stat(path.c_str(), &st), 0);
+    EXPECT_EQ(st.st_ino, inode);  // the same file, so a lock on it still guards it
+    EXPECT_EQ(st.st_size, 12 + 12 + 12 + 4 + 4);
+
+    ASSERT_TRUE(file.Seek(0));
+    LSDFReader r;
+    ASSERT_TRUE(r.Open(file, 43));
+    LSDFReaderChunkIterator it(r);
+    ASSERT_TRUE(it.StartNextChunk());
+    std::string s;
+    EXPECT_TRUE(it.Chunk().ReadString(s));
+    EXPECT_EQ(s, "ppp");
 }
 
 }  // namespace
