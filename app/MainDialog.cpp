@@ -58,7 +58,9 @@ const char* kTextNoOutputFormat =
 
 }  // namespace
 
-MainDialog::MainDialog() = default;
+MainDialog::MainDialog() {
+    SetSetting("Settings", "RegionsWarnUserWhenClosing", "1");
+}
 MainDialog::~MainDialog() = default;
 
 void MainDialog::EvRunArguments(const char* const* argv, int argc) {

@@ -1,10 +1,8 @@
-#include <cstdio>
-#include <cstring>
+#include "app/KVApplication.h"
 
-int main(int argc, char** argv) {
-    if (argc >= 2 && std::strcmp(argv[1], "--version") == 0) {
-        std::printf("kelvane 0.1.0\n");
-        return 0;
-    }
-    return 0;
-}
+namespace {
+// Signal handlers and process-wide state are in place before main runs.
+[[maybe_unused]] const bool gGlobalInitDone = (KVGlobalInit(), true);
+}  // namespace
+
+int main(int argc, char** argv) { return KVApplicationMain(argc, argv); }

@@ -1,0 +1,244 @@
+// Start-up, hand-over and shutdown between real processes of the kelvane
+// executable, each in an isolated home.
+#include "app/CopyData.h"
+#include "app/KVApplication.h"
+#include "app/LDebugSignalHandler.h"
+#include "app/LNamedPipeRef.h"
+
+#include "base/testing/TestSupport.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Binary() {
+    const char* dir = std::getenv("KV_BINARY_DIR");
+    return std::string(dir ? dir : ".") + "/kelvane";
+}
+
+// A kelvane process with its output in a file.
+class Process {
+public:
+    Process(const std::vector<std::string>& args, const std::string& log,
+            const std::vector<std::string>& extraEnv = {}) {
+        std::vector<std::string> all = {Binary()};
+        all.insert(all.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (auto& a : all) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        std::vector<std::string> env;
+        for (char** e = environ; *e; ++e) env.emplace_back(*e);
+        env.insert(env.end(), extraEnv.begin(), extraEnv.end());  // later entries win
+        std::vector<char*> envp;
+        for (auto it = env.rbegin(); it != env.rend(); ++it) envp.push_back(it->data());
+        envp.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+        posix_spawn_file_actions_adddup2(&actions, 1, 2);
+        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0)
+            pid_ = -1;
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    ~Process() {
+        if (pid_ > 0 && status_ < 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    bool Started() const { return pid_ > 0; }
+    void Signal(int signalNumber) { kill(pid_, signalNumber); }
+    // The exit status, or -1 when the process still runs after `seconds`.
+    int Wait(int seconds = 20) {
+        for (int i = 0; i < seconds * 100 && status_ < 0; ++i) {
+            int raw = 0;
+            if (waitpid(pid_, &raw, WNOHANG) == pid_)
+                status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+            else
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return status_;
+    }
+
+private:
+    pid_t pid_ = -1;
+    int status_ = -1;
+};
+
+std::string SocketPath(const std::string& home) { return home + "/.cache/kelvane/.spipe.Kelvane"; }
+
+std::string RunLockPath(const std::string& home) {
+    const char* user = std::getenv("LOGNAME");
+    if (!user || !*user) user = std::getenv("USER");
+    return home + "/.cache/kelvane/_kelvane_rl_" + (user ? user : "");
+}
+
+bool WaitUntilListening(const std::string& socketPath) {
+    for (int i = 0; i < 2000; ++i) {
+        int fd = -1;
+        if (LNamedPipeRef::Connect(socketPath, &fd) == LNamedPipeRef::ConnectResult::kConnected) {
+            close(fd);  // an empty connection is dropped without harm
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+std::string ReadText(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+int RunKelvane(const std::vector<std::string>& args, const std::string& log) {
+    Process p(args, log);
+    return p.Wait();
+}
+
+TEST(KVApplicationProcess, FirstPositionOptionsAndChildMode) {
+    kvtest::IsolatedHome home;
+    const std::string log = home.Path() + "/out.txt";
+    ASSERT_TRUE(fs::exists(Binary())) << "kelvane executable missing at " << Binary();
+    EXPECT_EQ(RunKelvane({"-exe", "nosuch"}, log), 1);
+    EXPECT_EQ(RunKelvane({"-elevated", "x"}, log), 1);
+    EXPECT_EQ(RunKelvane({"--version"}, log), 0);
+    EXPECT_NE(ReadText(log).find("kelvane 0."), std::string::npos);
+    EXPECT_EQ(RunKelvane({"--help"}, log), 0);
+    EXPECT_NE(ReadText(log).find("-batch"), std::string::npos);
+    // Not in first position (or in other case) these are plain arguments.
+    EXPECT_EQ(RunKelvane({"-exit", "-EXE", "nosuch"}, log), 0);
+    EXPECT_EQ(RunKelvane({"-installer", "-exit"}, log), 0);
+    EXPECT_EQ(RunKelvane({"-psn_0_1234", "-exit"}, log), 0);
+    EXPECT_FALSE(fs::exists(SocketPath(home.Path())));
+    EXPECT_FALSE(fs::exists(RunLockPath(home.Path())));
+}
+
+TEST(KVApplicationProcess, SecondStartHandsOverAndTheFirstCarriesItOut) {
+    kvtest::IsolatedHome home;
+    const std::string firstLog = home.Path() + "/first.txt";
+    Process first({}, firstLog);
+    ASSERT_TRUE(first.Started());
+    ASSERT_TRUE(WaitUntilListening(SocketPath(home.Path())));
+    EXPECT_TRUE(fs::exists(RunLockPath(home.Path())));
+    EXPECT_EQ(fs::file_size(RunLockPath(home.Path())), 16u);
+
+    const auto begin = std::chrono::steady_clock::now();
+    Process second({"a.wav", "b.kvp", "-exit"}, home.Path() + "/second.txt");
+    EXPECT_EQ(second.Wait(10), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+
+    // Opening isn't in this build yet, so the first reports both, in order,
+    // then exits with a status that says its arguments failed.
+    EXPECT_EQ(first.Wait(), 1);
+    const std::string out = ReadText(firstLog);
+    const auto a = out.find("a.wav"), b = out.find("b.kvp");
+    EXPECT_NE(a, std::string::npos) << out;
+    EXPECT_NE(b, std::string::npos) << out;
+    EXPECT_LT(a, b);
+    EXPECT_FALSE(fs::exists(SocketPath(home.Path())));
+    EXPECT_FALSE(fs::exists(RunLockPath(home.Path())));
+}
+
+TEST(KVApplicationProcess, LongArgumentsAreCutAndOnly128Travel) {
+    kvtest::IsolatedHome home;
+    const std::string firstLog = home.Path() + "/first.txt";
+    Process first({}, firstLog);
+    ASSERT_TRUE(WaitUntilListening(SocketPath(home.Path())));
+
+    const std::string longName = std::string(250, 'p') + ".wav" + std::string(50, 'q');
+    std::vector<std::string> args = {longName};
+    for (int i = 1; i <= 150; ++i) args.push_back("f" + std::to_string(i) + ".wav");
+    EXPECT_EQ(RunKelvane(args, home.Path() + "/second.txt"), 0);
+    ASSERT_EQ(RunKelvane({"-exit"}, home.Path() + "/third.txt"), 0);
+    EXPECT_EQ(first.Wait(), 1);
+    const std::string out = ReadText(firstLog);
+    EXPECT_NE(out.find(longName.substr(0, 259) + " ["), std::string::npos);
+    EXPECT_NE(out.find("f126.wav"), std::string::npos);
+    EXPECT_EQ(out.find("f127.wav"), std::string::npos);
+}
+
+TEST(KVApplicationProcess, StaleSocketFileDoesNotStopAStart) {
+    kvtest::IsolatedHome home;
+    fs::create_directories(home.Path() + "/.cache/kelvane");
+    const std::string path = SocketPath(home.Path());
+    {
+        const int old = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        unsigned length = 0;
+        ASSERT_TRUE(LNamedPipeRef::MakeAddress(path, &address, &length));
+        ASSERT_EQ(bind(old, reinterpret_cast<sockaddr*>(&address), length), 0);
+        close(old);
+    }
+    EXPECT_EQ(RunKelvane({"-exit"}, home.Path() + "/out.txt"), 0);
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST(KVApplicationProcess, GarbledRecordsAreDroppedAndUsersDontMeet) {
+    kvtest::IsolatedHome home;
+    kvtest::TempDir otherUser;
+    const std::string firstLog = home.Path() + "/first.txt";
+    Process first({}, firstLog);
+    ASSERT_TRUE(WaitUntilListening(SocketPath(home.Path())));
+
+    int fd = -1;
+    ASSERT_EQ(LNamedPipeRef::Connect(SocketPath(home.Path()), &fd), LNamedPipeRef::ConnectResult::kConnected);
+    const std::string shortRecord(1000, 'x');
+    EXPECT_EQ(write(fd, shortRecord.data(), shortRecord.size()), static_cast<ssize_t>(shortRecord.size()));
+    close(fd);
+
+    // Another user has another temporary folder: a start there runs on its own.
+    Process other({"-exit"}, otherUser.File("out.txt"),
+                  {"HOME=" + otherUser.Path(), "XDG_CACHE_HOME=" + otherUser.Path() + "/cache"});
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_TRUE(fs::exists(SocketPath(home.Path())));
+
+    // Still alive and listening; SIGTERM ends it cleanly.
+    EXPECT_TRUE(WaitUntilListening(SocketPath(home.Path())));
+    first.Signal(SIGTERM);
+    EXPECT_EQ(first.Wait(), 0);
+    EXPECT_FALSE(fs::exists(SocketPath(home.Path())));
+    EXPECT_FALSE(fs::exists(RunLockPath(home.Path())));
+}
+
+TEST(KVApplication, LocaleIdentifierIsCutToFiveCharacters) {
+    kvtest::ScopedEnv all("LC_ALL", "");
+    kvtest::ScopedEnv messages("LC_MESSAGES", "");
+    kvtest::ScopedEnv lang("LANG", "de_DE.UTF-8");
+    char id[6];
+    EXPECT_STREQ(KVFindLocaleIdentifier(id, sizeof(id)), "de_DE");
+    kvtest::ScopedEnv none("LANG", "");
+    EXPECT_STREQ(KVFindLocaleIdentifier(id, sizeof(id)), "");
+}
+
+TEST(LDebugSignalHandler, AlertTextNamesTheSignal) {
+    EXPECT_STREQ(kDebugSignalAlertTitle, "Abnormaler Signalabsturz");
+    const std::string text = LDebugSignalAlertText(11);
+    EXPECT_EQ(text.rfind("Kelvane Audio-Editor ist mit abnormaler Ausnahme abgestürzt.\r\n\r\nMöchten Sie", 0), 0u);
+    EXPECT_NE(text.find("eine \"SIGNAL11\" Fehlermeldung erhalten haben."), std::string::npos);
+    EXPECT_EQ(LDebugCrashCode(8).rfind("SIGNAL8-Linux-UnknownModule-", 0), 0u);
+    EXPECT_TRUE(LDebugSignalIsFatal(SIGSEGV));
+    EXPECT_TRUE(LDebugSignalIsFatal(SIGBUS));
+    EXPECT_FALSE(LDebugSignalIsFatal(SIGQUIT));
+}
+
+}  // namespace
