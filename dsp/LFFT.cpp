@@ -31,6 +31,9 @@ struct LFFTOf<T>::Stage {
     long m = 0;
     long s = 0;
     std::vector<T> wr[3], wi[3];  // wi holds -sin: forward kernel
+    // For the four-wide passes: per p the six twiddle values, each four
+    // times, so that a pass loads them instead of broadcasting.
+    std::vector<T> splat;
 };
 
 namespace {
@@ -106,13 +109,13 @@ inline void Butterfly4(V4Complex a, V4Complex b, V4Complex c, V4Complex d, V4Com
 
 // Radix-4 pass with s a multiple of 4: the q loop runs four wide with one
 // twiddle set broadcast per p.
-void Radix4SseWide(const float* xr, const float* xi, float* yr, float* yi, long m, long s,
-                   const std::vector<float>* wr, const std::vector<float>* wi) {
+void Radix4SseWide(const float* xr, const float* xi, float* yr, float* yi, long m, long s, const float* splat) {
     const long sm = s * m;
     for (long p = 0; p < m; ++p) {
-        const __m128 w1r = _mm_set1_ps(wr[0][p]), w1i = _mm_set1_ps(wi[0][p]);
-        const __m128 w2r = _mm_set1_ps(wr[1][p]), w2i = _mm_set1_ps(wi[1][p]);
-        const __m128 w3r = _mm_set1_ps(wr[2][p]), w3i = _mm_set1_ps(wi[2][p]);
+        const float* w = splat + 24 * p;
+        const __m128 w1r = _mm_loadu_ps(w), w1i = _mm_loadu_ps(w + 4);
+        const __m128 w2r = _mm_loadu_ps(w + 8), w2i = _mm_loadu_ps(w + 12);
+        const __m128 w3r = _mm_loadu_ps(w + 16), w3i = _mm_loadu_ps(w + 20);
         const float* ar = xr + s * p;
         const float* ai = xi + s * p;
         float* outR = yr + 4 * s * p;
@@ -181,6 +184,15 @@ LFFTOf<T>::LFFTOf(unsigned long order) : order_(order), size_(1L << (order > kMa
                 st.wi[j][p] = static_cast<T>(-TwiddleSin((j + 1) * p, n));
             }
         }
+        if (s % 4 == 0) {
+            st.splat.resize(24 * st.m);
+            for (long p = 0; p < st.m; ++p)
+                for (int j = 0; j < 3; ++j)
+                    for (int lane = 0; lane < 4; ++lane) {
+                        st.splat[24 * p + 8 * j + lane] = st.wr[j][p];
+                        st.splat[24 * p + 8 * j + 4 + lane] = st.wi[j][p];
+                    }
+        }
         stages_.push_back(std::move(st));
         n /= 4;
         s *= 4;
@@ -225,7 +237,7 @@ void LFFTOf<T>::RunStages(T* re, T* im) {
 #ifdef KV_FFT_SSE
             if constexpr (std::is_same_v<T, float>) {
                 if (st.s % 4 == 0) {
-                    Radix4SseWide(srcR, srcI, dstR, dstI, st.m, st.s, st.wr, st.wi);
+                    Radix4SseWide(srcR, srcI, dstR, dstI, st.m, st.s, st.splat.data());
                 } else if (st.s == 1 && st.m % 4 == 0) {
                     Radix4SseFirst(srcR, srcI, dstR, dstI, st.m, st.wr, st.wi);
                 } else {
