@@ -188,6 +188,14 @@ inline void StoreBE32(uint8_t* b, uint32_t v) {
 
 inline float Int32ToFloat(int32_t v) { return static_cast<float>(static_cast<double>(v) / 2147483647.0); }
 
+// Multiplying by the reciprocal in double gives the same float as the
+// division for every 16-bit value and every 24-bit value (checked
+// exhaustively by the tests), and it vectorises far better.
+constexpr double kInv32767 = 1.0 / 32767.0;
+constexpr double kInv2147483647 = 1.0 / 2147483647.0;
+inline float Int16ToFloat(int16_t v) { return static_cast<float>(static_cast<double>(v) * kInv32767); }
+inline float Int24ToFloat(int32_t v) { return static_cast<float>(static_cast<double>(v) * kInv2147483647); }
+
 // The three stored bytes of a 24-bit value sit in the top of a 32-bit word.
 inline int32_t LoadLE24(const LSFLE24& s) {
     return static_cast<int32_t>(uint32_t(s.bytes[0]) << 8 | uint32_t(s.bytes[1]) << 16 | uint32_t(s.bytes[2]) << 24);
@@ -231,13 +239,13 @@ inline void ForEach(long long n, Op op) {
 // ----------------------------------------------------------------- reading
 
 template <> void ConvertSamplesIn<LSF16>(float* out, const LSF16* in, long long n) {
-    ForEach(n, [&](long long i) { out[i] = static_cast<float>(in[i].value) / 32767.0f; });
+    ForEach(n, [&](long long i) { out[i] = Int16ToFloat(in[i].value); });
 }
 
 template <> void ConvertSamplesIn<LSFBE16>(float* out, const LSFBE16* in, long long n) {
     ForEach(n, [&](long long i) {
         const int16_t v = static_cast<int16_t>(in[i].bytes[0] << 8 | in[i].bytes[1]);
-        out[i] = static_cast<float>(v) / 32767.0f;
+        out[i] = Int16ToFloat(v);
     });
 }
 
@@ -250,11 +258,11 @@ template <> void ConvertSamplesIn<LSFBE32>(float* out, const LSFBE32* in, long l
 }
 
 template <> void ConvertSamplesIn<LSFLE24>(float* out, const LSFLE24* in, long long n) {
-    ForEach(n, [&](long long i) { out[i] = Int32ToFloat(LoadLE24(in[i])); });
+    ForEach(n, [&](long long i) { out[i] = Int24ToFloat(LoadLE24(in[i])); });
 }
 
 template <> void ConvertSamplesIn<LSFBE24>(float* out, const LSFBE24* in, long long n) {
-    ForEach(n, [&](long long i) { out[i] = Int32ToFloat(LoadBE24(in[i])); });
+    ForEach(n, [&](long long i) { out[i] = Int24ToFloat(LoadBE24(in[i])); });
 }
 
 template <> void ConvertSamplesIn<LSFU8>(float* out, const LSFU8* in, long long n) {

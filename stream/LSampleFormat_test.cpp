@@ -88,6 +88,24 @@ TEST(SampleFormat, Int16RoundTripIsExact) {
     for (size_t i = 0; i < all.size(); ++i) ASSERT_EQ(back[i].value, all[i].value);
 }
 
+TEST(SampleFormat, ReadingDividesExactly) {
+    std::vector<LSF16> all16(65536);
+    for (int v = 0; v < 65536; ++v) all16[v].value = static_cast<int16_t>(v - 32768);
+    std::vector<float> f(all16.size());
+    ConvertSamplesIn(f.data(), all16.data(), 65536);
+    for (int v = 0; v < 65536; ++v) ASSERT_EQ(f[v], static_cast<float>(v - 32768) / 32767.0f);
+
+    const long long n = 1 << 24;  // every 24-bit value
+    std::vector<LSFLE24> all24(static_cast<size_t>(n));
+    for (long long u = 0; u < n; ++u) std::memcpy(all24[u].bytes, &u, 3);
+    std::vector<float> g(static_cast<size_t>(n));
+    ConvertSamplesIn(g.data(), all24.data(), n);
+    for (long long u = 0; u < n; ++u) {
+        const int32_t word = static_cast<int32_t>(static_cast<uint32_t>(u) << 8);
+        ASSERT_EQ(g[u], static_cast<float>(static_cast<double>(word) / 2147483647.0)) << u;
+    }
+}
+
 TEST(SampleFormat, Int24KeepsTheTopThreeBytesOfTheRoundedWord) {
     std::vector<float> in = RandomFloats(21, 1.0f, 2);
     in[0] = 1.0f;
