@@ -13,6 +13,11 @@ LSoundSource LSPPeakLimit::OpenSource(const LSoundSource& source) const {
 
 namespace {
 
+inline float Clamp(float value, float limit) {
+    value = value > limit ? limit : value;
+    return value < -limit ? -limit : value;
+}
+
 int LimiterBlockFrames(const LSoundSourceBase& source) {
     int block = source.GetSampleRate() / (source.IsStreaming() ? 70 : 35);
     return std::clamp(block, 16, 8192);
@@ -97,23 +102,29 @@ void LSRCPeakLimit::EmitScaled(float* out, const float* in, long long frames) {
         std::memcpy(out, in, static_cast<size_t>(frames) * channels * sizeof(float));
         return;
     }
-    // The gain is kept in double so that a block's loudest sample times
-    // limit/peak rounds to the limit, never one step above it.
-    double gain = gain_;
-    const double step = step_;
+    // The gain of frame f is computed from f rather than accumulated, so the
+    // loop has no serial dependency and vectorises. The block gains already
+    // keep every sample at or below the limit; the clamp only removes the last
+    // float rounding step that could land one ulp above it.
+    const float gain = static_cast<float>(gain_);
+    const float step = static_cast<float>(step_);
+    const float limit = limit_;
+    // Frames per call never exceed one block (at most 8192), so an int counter
+    // suffices, and int-to-float conversion vectorises where 64-bit does not.
+    const int count = static_cast<int>(frames);
     if (channels == 2) {
-        for (long long f = 0; f < frames; ++f) {
-            out[2 * f] = static_cast<float>(in[2 * f] * gain);
-            out[2 * f + 1] = static_cast<float>(in[2 * f + 1] * gain);
-            gain += step;
+        for (int f = 0; f < count; ++f) {
+            const float g = gain + step * static_cast<float>(f);
+            out[2 * f] = Clamp(in[2 * f] * g, limit);
+            out[2 * f + 1] = Clamp(in[2 * f + 1] * g, limit);
         }
     } else {
-        for (long long f = 0; f < frames; ++f) {
-            for (int c = 0; c < channels; ++c) out[f * channels + c] = static_cast<float>(in[f * channels + c] * gain);
-            gain += step;
+        for (int f = 0; f < count; ++f) {
+            const float g = gain + step * static_cast<float>(f);
+            for (int c = 0; c < channels; ++c) out[f * channels + c] = Clamp(in[f * channels + c] * g, limit);
         }
     }
-    gain_ = gain;
+    gain_ += step_ * static_cast<double>(frames);
 }
 
 void LSRCPeakLimit::Read(float* buffer, long long frames) {
