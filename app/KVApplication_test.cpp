@@ -28,9 +28,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The build folder comes from KV_BINARY_DIR; without it, it is the folder
+// above this test program's own (<build>/app/app_tests).
 std::string Binary() {
-    const char* dir = std::getenv("KV_BINARY_DIR");
-    return std::string(dir ? dir : ".") + "/kelvane";
+    if (const char* dir = std::getenv("KV_BINARY_DIR"); dir && *dir)
+        return std::string(dir) + "/kelvane";
+    return (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "kelvane").string();
 }
 
 // A kelvane process with its output in a file.
