@@ -3,6 +3,7 @@
 #include <sys/file.h>
 
 #include <cstdio>
+#include <ctime>
 
 #include "base/LFile.h"
 #include "base/LFileLock.h"
@@ -153,9 +154,17 @@ LSettingsFile::Map LSettingsFile::LoadFresh(Identity* identity) {
 void LSettingsFile::Refresh() {
     Identity now;
     IdentityOf(path_, &now);
-    if (cacheValid_ && now == cachedIdentity_) return;
+    if (cacheValid_ && !cacheRacy_ && now == cachedIdentity_) return;
+    timespec loadedAt;
+    clock_gettime(CLOCK_REALTIME, &loadedAt);
     cache_ = LoadFresh(&cachedIdentity_);
     cacheValid_ = true;
+    // Rename frees inode numbers for reuse, and file times are coarse. A file
+    // changed within the last second could be followed by a replacement with
+    // the same inode, size and times, so such a copy is not trusted (the
+    // "racy" rule of version-control indexes). Older copies are safe: any
+    // replacement made now gets a newer change time.
+    cacheRacy_ = loadedAt.tv_sec - cachedIdentity_.changed.tv_sec < 2;
 }
 
 bool LSettingsFile::Get(const std::string& key, std::string* value) {

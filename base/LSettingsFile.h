@@ -9,7 +9,7 @@
 // don't parse are dropped and logged; the next write rewrites the file whole.
 //
 // Thread-safe. Reads are served from a copy that is reloaded whenever the
-// file on disk changes.
+// file on disk changes (or changed too recently to tell).
 #include <sys/stat.h>
 
 #include <functional>
@@ -63,4 +63,5 @@ private:
     Map cache_;
     Identity cachedIdentity_;
     bool cacheValid_ = false;
+    bool cacheRacy_ = false;
 };
