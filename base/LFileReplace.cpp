@@ -8,9 +8,15 @@
 
 namespace {
 
+// The umask can be read without changing it only through /proc; setting and
+// restoring it would briefly change it for every thread of the process.
 mode_t CurrentUmask() {
-    // umask can only be read by setting it; done once, before threads write files.
     static const mode_t mask = [] {
+        std::string status;
+        if (LFile::ReadWholeFile("/proc/self/status", &status)) {
+            size_t at = status.find("\nUmask:");
+            if (at != std::string::npos) return static_cast<mode_t>(std::strtoul(status.c_str() + at + 7, nullptr, 8));
+        }
         mode_t old = ::umask(022);
         ::umask(old);
         return old;

@@ -179,6 +179,11 @@ TEST(LFileReplace, KeepsPermissionsOfTheReplacedFile) {
     kvtest::TempDir dir;
     std::string path = dir.File("doc");
     ASSERT_TRUE(LFile::ReplaceWholeFile(path, "one"));
+    mode_t mask = umask(0);
+    umask(mask);
+    struct stat fresh;
+    ASSERT_EQ(stat(path.c_str(), &fresh), 0);
+    EXPECT_EQ(fresh.st_mode & 0777, 0666u & ~mask);  // like a file opened with 0666
     ASSERT_EQ(chmod(path.c_str(), 0640), 0);
     ASSERT_TRUE(LFile::ReplaceWholeFile(path, "two"));
     struct stat info;

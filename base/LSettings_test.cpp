@@ -391,3 +391,11 @@ TEST(LXMLDocument, NamesThatAreNotXmlNamesAreEscaped) {
     EXPECT_TRUE(reread.RemoveValue("a/b", "<&>"));
     EXPECT_FALSE(reread.Root().first_child());
 }
+
+TEST(LSettingsFile, ReadableLinesOfADamagedFileSurvive) {
+    LSettingsFile::Map entries;
+    EXPECT_EQ(LSettingsFile::Parse("# comment\nA/x=1\nbroken\nB/y=a\\=b\\x41\nC/z=\\q\n\nD/w=", &entries), 2);
+    EXPECT_EQ(entries, (LSettingsFile::Map{{"A/x", "1"}, {"B/y", "a=bA"}, {"D/w", ""}}));
+    EXPECT_EQ(LSettingsFile::Serialize(entries).substr(LSettingsFile::Serialize({}).size()),
+              "A/x=1\nB/y=a\\=bA\nD/w=\n");
+}
