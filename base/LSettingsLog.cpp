@@ -1,7 +1,7 @@
 #include "base/LSettingsLog.h"
 
-#include <cstdio>
+#include "base/LLogError.h"
 
 void LSettingsLogDamage(const char* path, int badLines) {
-    std::fprintf(stderr, "Einstellungsdatei beschädigt: %s (%d unlesbare Zeilen)\n", path, badLines);
+    LOGERRORF("Einstellungsdatei beschädigt: %s (%d unlesbare Zeilen)", path, badLines);
 }

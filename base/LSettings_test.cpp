@@ -6,11 +6,13 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "base/LFile.h"
+#include "base/LLogError.h"
 #include "base/LSettingsFile.h"
 #include "base/LXMLDocument.h"
 #include "base/testing/TestSupport.h"
@@ -398,4 +400,17 @@ TEST(LSettingsFile, ReadableLinesOfADamagedFileSurvive) {
     EXPECT_EQ(entries, (LSettingsFile::Map{{"A/x", "1"}, {"B/y", "a=bA"}, {"D/w", ""}}));
     EXPECT_EQ(LSettingsFile::Serialize(entries).substr(LSettingsFile::Serialize({}).size()),
               "A/x=1\nB/y=a\\=bA\nD/w=\n");
+}
+
+TEST(LSettingsUser, ADamagedFileIsLogged) {
+    kvtest::IsolatedHome home;
+    LLogForgetCachedNames();
+    LUserSettingSetString("Settings", "x", "1");
+    kvtest::WriteFileBytes(UserStorePath(), {'b', 'a', 'd', '\n'});
+    EXPECT_EQ(LUserSettingGetString("Settings", "x", "d"), "d");
+    std::string logs;
+    for (const auto& entry : std::filesystem::directory_iterator(LFile::GetUserDataFolderAppSubFolder("Logs")))
+        logs += ReadText(entry.path());
+    EXPECT_NE(logs.find(UserStorePath()), std::string::npos) << logs;
+    LLogForgetCachedNames();
 }
