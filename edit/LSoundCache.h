@@ -1,0 +1,106 @@
+#pragma once
+// LSoundCache: the numbered items of decoded audio on disk and their
+// reference counts.
+//
+// Item N is the files "N.aud" (raw little-endian float frames), "N.grf"
+// (peaks per 256 frames), "N.audinfo" (an SDF file with format, origin and
+// access time), and optionally "N.fft" and "N.orvmp3", directly in the cache
+// folder. Counts live in this process only; the known flags protect numbers
+// that have files on disk (from an earlier session, another instance, or a
+// reusable import) from being handed out again.
+//
+// One global object (Instance()). Counts and flags are guarded by one
+// recursive mutex, which is never held over file work except during the
+// first scan of a folder, item by item.
+#include "edit/LSoundCacheItemHandle.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+class LSoundCache {
+public:
+    static constexpr int kItemCount = 65536;
+    // The extensions of an item's files, in the order they are deleted.
+    static constexpr const char* kExtensions[5] = {".aud", ".grf", ".audinfo", ".fft", ".orvmp3"};
+
+    // The process's cache. At first use its folder is "soundcache" in the
+    // user data folder (made if missing; unset if that can't be found).
+    static LSoundCache& Instance();
+
+    // Points the cache at another folder (the working folder of the settings).
+    // If it differs from the current one, all counts are cleared and the next
+    // allocation scans the new folder. The folder is made if missing.
+    void SetCacheFolder(const std::string& folder);
+    std::string GetCacheFolder() const;
+    bool HasCacheFolder() const;
+
+    void IncRef(uint16_t number);
+    // Drops one reference. The last one deletes the item's files unless its
+    // .audinfo names an original file that is still unchanged on disk.
+    void DecRef(uint16_t number);
+    uint16_t GetRefCount(uint16_t number) const;
+    bool IsKnown(uint16_t number) const;
+    // Marks a number as having files, so it is never handed out.
+    void SetKnown(uint16_t number, bool known);
+
+    // The lowest number with no reference and no files known, or
+    // kSoundCacheItemNone. The first call after a folder change scans it.
+    uint16_t ItemNumberGetNextAvailable();
+    // Claims a fresh number with count 1: its .aud is created exclusively, so
+    // two instances sharing the folder never get the same item. Runs the full
+    // cleanup once when numbers run out. kSoundCacheItemNone on failure.
+    uint16_t ItemCreateNewAndIncRef();
+
+    // Unlinks the five files of the item and clears its known flag.
+    void CacheItemDelete(uint16_t number);
+    // Every unreferenced item file of the five kinds.
+    void DeleteCachedFiles();
+    // Unreferenced files whose names match the fnmatch pattern ("*.fft").
+    void DeleteCachedFiles(const char* pattern);
+    // Unreferenced items whose last access (chunk 84) is at or before cutoff
+    // (seconds since the epoch). Items without chunk 84 are left alone.
+    void ItemsDelete(long cutoff);
+
+    // "<folder>/<number><extension>"; empty for silence or a path over 259 bytes.
+    std::string GetFilePath(uint16_t number, const char* extension) const;
+    // The same into a 260-byte buffer; false (buffer empty) when empty.
+    bool GetFilePath(uint16_t number, char* buffer, const char* extension) const;
+
+    // Free bytes on the cache folder's volume ("/" when the folder doesn't
+    // exist); 0 when that fails.
+    int64_t GetFreeSpace() const;
+    // The mount point of the volume that holds the cache folder.
+    std::string GetVolumeName() const;
+
+    // For tests: replaces how free space is measured (nullptr restores statvfs).
+    using FreeSpaceFunction = std::function<int64_t(const std::string& folder)>;
+    void SetFreeSpaceFunctionForTesting(FreeSpaceFunction function);
+    // For tests: a fresh state on folder: counts and flags cleared, rescan set,
+    // free space measured normally.
+    void ResetForTesting(const std::string& folder);
+
+    LSoundCache(const LSoundCache&) = delete;
+    LSoundCache& operator=(const LSoundCache&) = delete;
+
+private:
+    LSoundCache();
+
+    void ScanFolderIfNeeded();
+    void ScanItem(uint16_t number);
+    bool OriginalFileStillMatches(uint16_t number) const;
+    bool ClaimAudFile(uint16_t number);
+
+    mutable std::recursive_mutex mutex_;
+    std::string folder_;
+    std::unique_ptr<uint16_t[]> counts_;
+    std::unique_ptr<uint8_t[]> known_;
+    bool rescan_ = true;
+    FreeSpaceFunction freeSpace_;
+};
+
+// Parses the number of an item file's name as the cache does: strtol, with
+// anything outside 0..65535 mapped to kSoundCacheItemNone.
+uint16_t LSoundCacheParseItemNumber(const char* fileName);

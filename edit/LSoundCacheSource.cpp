@@ -1,0 +1,69 @@
+#include "edit/LSoundCacheSource.h"
+
+#include "edit/LSoundCache.h"
+#include "edit/LSoundCacheItemInfo.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+static_assert(std::endian::native == std::endian::little, ".aud holds little-endian floats read in place");
+
+LSoundCacheSource::LSoundCacheSource(uint16_t number, int sampleRate, int channels)
+    : LSoundSourceBase(sampleRate, channels, kPeakUnbounded), number_(number) {
+    LSoundCache::Instance().IncRef(number_);
+    const std::string path = LSoundCache::Instance().GetFilePath(number_, ".aud");
+    if (!path.empty() && aud_.Open(path.c_str(), O_RDONLY)) {
+        const int64_t size = aud_.Size();
+        end_ = size > 0 ? size / (static_cast<int64_t>(GetChannels()) * 4) : 0;
+    }
+}
+
+LSoundCacheSource* LSoundCacheSource::Open(uint16_t number) {
+    int rate = 0, channels = 0;
+    const bool haveInfo =
+        LSoundCacheItemAudioInfoGet(LSoundCache::Instance().GetFilePath(number, ".audinfo"), rate, channels) &&
+        rate > 0 && channels > 0 && channels <= 255;
+    auto* source = new LSoundCacheSource(number, haveInfo ? rate : 44100, haveInfo ? channels : 1);
+    if (!source->aud_.IsOpen()) {
+        source->SetError(kSourceNoFile);
+    } else if (!haveInfo) {
+        source->SetError(kSourceCacheNoCompanion);
+        source->end_ = 0;
+    }
+    return source;
+}
+
+LSoundCacheSource::~LSoundCacheSource() {
+    aud_.Close();
+    LSoundCache::Instance().DecRef(number_);
+}
+
+void LSoundCacheSource::Read(float* buffer, long long frames) {
+    if (frames <= 0) return;
+    const long long channels = GetChannels();
+    long long at = position_;
+    long long left = frames;
+    float* out = buffer;
+    if (at < 0) {
+        const long long zeros = std::min(left, -at);
+        std::fill_n(out, zeros * channels, 0.0f);
+        out += zeros * channels;
+        at += zeros;
+        left -= zeros;
+    }
+    if (left > 0 && at < end_ && aud_.IsOpen()) {
+        const long long inFile = std::min(left, end_ - at);
+        const size_t bytes = static_cast<size_t>(inFile * channels * 4);
+        int64_t got = aud_.ReadAt(out, bytes, at * channels * 4);
+        if (got < 0) got = 0;
+        // A file cut short by a full disk reads as silence where it ends.
+        std::memset(reinterpret_cast<char*>(out) + got, 0, bytes - static_cast<size_t>(got));
+        out += inFile * channels;
+        left -= inFile;
+    }
+    std::fill_n(out, left * channels, 0.0f);
+    position_ += frames;
+}
