@@ -5,9 +5,14 @@
 #include <type_traits>
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
-#include <xmmintrin.h>
+#include <immintrin.h>
 #define KV_FFT_SSE 1
+// The vector types are used as template arguments (Cx<__m128>); GCC drops
+// their may_alias attribute there, which is harmless for values in registers.
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+// The AVX helpers return 32-byte vectors; they are always inlined into AVX2
+// functions, so the out-of-line ABI the warning is about never arises.
+#pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 
 namespace {
@@ -24,185 +29,294 @@ inline double TwiddleSin(long k, long n) { return std::sin(kTwoPi * static_cast<
 
 // One pass of the Stockham sequence. A pass of radix r splits sequences of
 // length n (= r*m) that stand s apart; the output has sequences of length m
-// standing r*s apart. Twiddle j (1..3) of sub-sequence p is W_n^(j*p).
+// standing r*s apart. Twiddle j (1..r-1) of sub-sequence p is W_n^(j*p),
+// stored at (j-1)*m + p.
 template <class T>
 struct LFFTOf<T>::Stage {
-    int radix = 4;
+    int radix = 8;
     long m = 0;
     long s = 0;
-    std::vector<T> wr[3], wi[3];  // wi holds -sin: forward kernel
-    // For the four-wide passes: per p the six twiddle values, each four
-    // times, so that a pass loads them instead of broadcasting.
-    std::vector<T> splat;
+    std::vector<T> wr, wi;  // wi holds -sin: forward kernel
 };
 
 namespace {
 
-// Scalar radix-4 pass; also serves the in-place final pass (m == 1).
-template <class T>
-void Radix4Scalar(const T* xr, const T* xi, T* yr, T* yi, long m, long s, const std::vector<T>* wr,
-                  const std::vector<T>* wi) {
-    const long sm = s * m;
-    for (long p = 0; p < m; ++p) {
-        const T w1r = wr[0][p], w1i = wi[0][p], w2r = wr[1][p], w2i = wi[1][p], w3r = wr[2][p], w3i = wi[2][p];
-        const T* ar = xr + s * p;
-        const T* ai = xi + s * p;
-        T* outR = yr + 4 * s * p;
-        T* outI = yi + 4 * s * p;
-        for (long q = 0; q < s; ++q) {
-            const T a_r = ar[q], a_i = ai[q];
-            const T b_r = ar[q + sm], b_i = ai[q + sm];
-            const T c_r = ar[q + 2 * sm], c_i = ai[q + 2 * sm];
-            const T d_r = ar[q + 3 * sm], d_i = ai[q + 3 * sm];
-            const T apcR = a_r + c_r, apcI = a_i + c_i, amcR = a_r - c_r, amcI = a_i - c_i;
-            const T bpdR = b_r + d_r, bpdI = b_i + d_i;
-            // -i*(b - d)
-            const T jR = b_i - d_i, jI = d_r - b_r;
-            const T y0r = apcR + bpdR, y0i = apcI + bpdI;
-            const T y1r = amcR + jR, y1i = amcI + jI;
-            const T y2r = apcR - bpdR, y2i = apcI - bpdI;
-            const T y3r = amcR - jR, y3i = amcI - jI;
-            outR[q] = y0r;
-            outI[q] = y0i;
-            outR[q + s] = y1r * w1r - y1i * w1i;
-            outI[q + s] = y1r * w1i + y1i * w1r;
-            outR[q + 2 * s] = y2r * w2r - y2i * w2i;
-            outI[q + 2 * s] = y2r * w2i + y2i * w2r;
-            outR[q + 3 * s] = y3r * w3r - y3i * w3i;
-            outI[q + 3 * s] = y3r * w3i + y3i * w3r;
-        }
-    }
-}
+#define KV_FFT_INLINE inline __attribute__((always_inline))
 
-// Final radix-2 pass of odd orders: twiddles are all 1, so it runs in place too.
-template <class T>
-void Radix2Last(const T* xr, const T* xi, T* yr, T* yi, long s) {
-    for (long q = 0; q < s; ++q) {
-        const T ar = xr[q], ai = xi[q], br = xr[q + s], bi = xi[q + s];
-        yr[q] = ar + br;
-        yi[q] = ai + bi;
-        yr[q + s] = ar - br;
-        yi[q + s] = ai - bi;
-    }
-}
-
-#ifdef KV_FFT_SSE
-struct V4Complex {
-    __m128 r, i;
+// The butterflies and passes below are written once over a "lane" type V:
+// a scalar, or an SSE/AVX vector (GCC vector types take + - * directly). The
+// Ops classes give each lane type its loads, stores and broadcasts.
+template <class V>
+struct Cx {
+    V r, i;
 };
 
-inline V4Complex Mul(V4Complex a, __m128 wr, __m128 wi) {
-    return {_mm_sub_ps(_mm_mul_ps(a.r, wr), _mm_mul_ps(a.i, wi)), _mm_add_ps(_mm_mul_ps(a.r, wi), _mm_mul_ps(a.i, wr))};
-}
+template <class T>
+struct ScalarOps {
+    using V = T;
+    static constexpr int kWidth = 1;
+    static KV_FFT_INLINE V Load(const T* p) { return *p; }
+    static KV_FFT_INLINE void Store(T* p, V v) { *p = v; }
+    static KV_FFT_INLINE V Set(T x) { return x; }
+    static KV_FFT_INLINE V Broadcast(const T* p) { return *p; }
+    static KV_FFT_INLINE Cx<V> LoadPairs(const T* p) { return {p[0], p[1]}; }
+};
 
-// The four radix-4 outputs before twiddling.
-inline void Butterfly4(V4Complex a, V4Complex b, V4Complex c, V4Complex d, V4Complex* y) {
-    const __m128 apcR = _mm_add_ps(a.r, c.r), apcI = _mm_add_ps(a.i, c.i);
-    const __m128 amcR = _mm_sub_ps(a.r, c.r), amcI = _mm_sub_ps(a.i, c.i);
-    const __m128 bpdR = _mm_add_ps(b.r, d.r), bpdI = _mm_add_ps(b.i, d.i);
-    const __m128 jR = _mm_sub_ps(b.i, d.i), jI = _mm_sub_ps(d.r, b.r);
-    y[0] = {_mm_add_ps(apcR, bpdR), _mm_add_ps(apcI, bpdI)};
-    y[1] = {_mm_add_ps(amcR, jR), _mm_add_ps(amcI, jI)};
-    y[2] = {_mm_sub_ps(apcR, bpdR), _mm_sub_ps(apcI, bpdI)};
-    y[3] = {_mm_sub_ps(amcR, jR), _mm_sub_ps(amcI, jI)};
-}
-
-// Radix-4 pass with s a multiple of 4: the q loop runs four wide with one
-// twiddle set broadcast per p.
-void Radix4SseWide(const float* xr, const float* xi, float* yr, float* yi, long m, long s, const float* splat) {
-    const long sm = s * m;
-    for (long p = 0; p < m; ++p) {
-        const float* w = splat + 24 * p;
-        const __m128 w1r = _mm_loadu_ps(w), w1i = _mm_loadu_ps(w + 4);
-        const __m128 w2r = _mm_loadu_ps(w + 8), w2i = _mm_loadu_ps(w + 12);
-        const __m128 w3r = _mm_loadu_ps(w + 16), w3i = _mm_loadu_ps(w + 20);
-        const float* ar = xr + s * p;
-        const float* ai = xi + s * p;
-        float* outR = yr + 4 * s * p;
-        float* outI = yi + 4 * s * p;
-        for (long q = 0; q < s; q += 4) {
-            V4Complex y[4];
-            Butterfly4({_mm_loadu_ps(ar + q), _mm_loadu_ps(ai + q)},
-                       {_mm_loadu_ps(ar + q + sm), _mm_loadu_ps(ai + q + sm)},
-                       {_mm_loadu_ps(ar + q + 2 * sm), _mm_loadu_ps(ai + q + 2 * sm)},
-                       {_mm_loadu_ps(ar + q + 3 * sm), _mm_loadu_ps(ai + q + 3 * sm)}, y);
-            const V4Complex t1 = Mul(y[1], w1r, w1i), t2 = Mul(y[2], w2r, w2i), t3 = Mul(y[3], w3r, w3i);
-            _mm_storeu_ps(outR + q, y[0].r);
-            _mm_storeu_ps(outI + q, y[0].i);
-            _mm_storeu_ps(outR + q + s, t1.r);
-            _mm_storeu_ps(outI + q + s, t1.i);
-            _mm_storeu_ps(outR + q + 2 * s, t2.r);
-            _mm_storeu_ps(outI + q + 2 * s, t2.i);
-            _mm_storeu_ps(outR + q + 3 * s, t3.r);
-            _mm_storeu_ps(outI + q + 3 * s, t3.i);
-        }
+#ifdef KV_FFT_SSE
+struct SseOps {
+    using V = __m128;
+    static constexpr int kWidth = 4;
+    static KV_FFT_INLINE V Load(const float* p) { return _mm_loadu_ps(p); }
+    static KV_FFT_INLINE void Store(float* p, V v) { _mm_storeu_ps(p, v); }
+    static KV_FFT_INLINE V Set(float x) { return _mm_set1_ps(x); }
+    static KV_FFT_INLINE V Broadcast(const float* p) { return _mm_load1_ps(p); }
+    // Four interleaved (re, im) pairs into a re and an im vector.
+    static KV_FFT_INLINE Cx<V> LoadPairs(const float* p) {
+        const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4);
+        return {_mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)), _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))};
     }
-}
+    static KV_FFT_INLINE void Transpose(V& a, V& b, V& c, V& d) { _MM_TRANSPOSE4_PS(a, b, c, d); }
+};
 
-// First radix-4 pass (s == 1, m a multiple of 4): four values of p at once;
-// the outputs y[4p + j] come out as a 4x4 block that is transposed to store.
-void Radix4SseFirst(const float* xr, const float* xi, float* yr, float* yi, long m, const std::vector<float>* wr,
-                    const std::vector<float>* wi) {
-    for (long p = 0; p < m; p += 4) {
-        V4Complex y[4];
-        Butterfly4({_mm_loadu_ps(xr + p), _mm_loadu_ps(xi + p)},
-                   {_mm_loadu_ps(xr + p + m), _mm_loadu_ps(xi + p + m)},
-                   {_mm_loadu_ps(xr + p + 2 * m), _mm_loadu_ps(xi + p + 2 * m)},
-                   {_mm_loadu_ps(xr + p + 3 * m), _mm_loadu_ps(xi + p + 3 * m)}, y);
-        y[1] = Mul(y[1], _mm_loadu_ps(&wr[0][p]), _mm_loadu_ps(&wi[0][p]));
-        y[2] = Mul(y[2], _mm_loadu_ps(&wr[1][p]), _mm_loadu_ps(&wi[1][p]));
-        y[3] = Mul(y[3], _mm_loadu_ps(&wr[2][p]), _mm_loadu_ps(&wi[2][p]));
-        _MM_TRANSPOSE4_PS(y[0].r, y[1].r, y[2].r, y[3].r);
-        _MM_TRANSPOSE4_PS(y[0].i, y[1].i, y[2].i, y[3].i);
-        float* outR = yr + 4 * p;
-        float* outI = yi + 4 * p;
-        for (int k = 0; k < 4; ++k) {
-            _mm_storeu_ps(outR + 4 * k, y[k].r);
-            _mm_storeu_ps(outI + 4 * k, y[k].i);
-        }
-    }
+#if defined(__GNUC__) && defined(__x86_64__)
+#define KV_FFT_AVX 1
+#define KV_FFT_AVX_TARGET __attribute__((target("avx2,fma")))
+// Plain vector-extension code rather than intrinsics: these are only ever
+// inlined into functions compiled for AVX2, where they become AVX loads,
+// stores and broadcasts; intrinsics would refuse to inline through the
+// target-neutral pass templates.
+struct AvxOps {
+    using V = __m256;
+    typedef float Unaligned __attribute__((vector_size(32), aligned(4), may_alias));
+    static constexpr int kWidth = 8;
+    static KV_FFT_INLINE V Load(const float* p) { return *reinterpret_cast<const Unaligned*>(p); }
+    static KV_FFT_INLINE void Store(float* p, V v) { *reinterpret_cast<Unaligned*>(p) = v; }
+    static KV_FFT_INLINE V Set(float x) { return V{x, x, x, x, x, x, x, x}; }
+    static KV_FFT_INLINE V Broadcast(const float* p) { return Set(*p); }
+};
+
+bool HasAvx2Fma() {
+    static const bool has = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    return has;
 }
 #endif
+#endif
+
+template <class V>
+KV_FFT_INLINE Cx<V> Mul(Cx<V> a, V wr, V wi) {
+    return {a.r * wr - a.i * wi, a.r * wi + a.i * wr};
+}
+
+template <class V>
+KV_FFT_INLINE void Dft2(const Cx<V>* x, Cx<V>* y) {
+    y[0] = {x[0].r + x[1].r, x[0].i + x[1].i};
+    y[1] = {x[0].r - x[1].r, x[0].i - x[1].i};
+}
+
+template <class V>
+KV_FFT_INLINE void Dft4(Cx<V> a, Cx<V> b, Cx<V> c, Cx<V> d, Cx<V>* y) {
+    const V apcR = a.r + c.r, apcI = a.i + c.i, amcR = a.r - c.r, amcI = a.i - c.i;
+    const V bpdR = b.r + d.r, bpdI = b.i + d.i;
+    const V jR = b.i - d.i, jI = d.r - b.r;  // -i*(b - d)
+    y[0] = {apcR + bpdR, apcI + bpdI};
+    y[1] = {amcR + jR, amcI + jI};
+    y[2] = {apcR - bpdR, apcI - bpdI};
+    y[3] = {amcR - jR, amcI - jI};
+}
+
+// Two four-point transforms of the even and odd inputs, joined by W_8^j.
+template <class V>
+KV_FFT_INLINE void Dft8(const Cx<V>* x, Cx<V>* y, V h) {
+    Cx<V> e[4], o[4];
+    Dft4(x[0], x[2], x[4], x[6], e);
+    Dft4(x[1], x[3], x[5], x[7], o);
+    const Cx<V> t1 = {(o[1].r + o[1].i) * h, (o[1].i - o[1].r) * h};  // W_8 = (1 - i)/sqrt(2)
+    const Cx<V> t3 = {(o[3].i - o[3].r) * h, (o[3].r + o[3].i) * h};  // -W_8^3 = (1 + i)/sqrt(2), negated below
+    y[0] = {e[0].r + o[0].r, e[0].i + o[0].i};
+    y[4] = {e[0].r - o[0].r, e[0].i - o[0].i};
+    y[1] = {e[1].r + t1.r, e[1].i + t1.i};
+    y[5] = {e[1].r - t1.r, e[1].i - t1.i};
+    y[2] = {e[2].r + o[2].i, e[2].i - o[2].r};  // W_8^2 = -i
+    y[6] = {e[2].r - o[2].i, e[2].i + o[2].r};
+    y[3] = {e[3].r + t3.r, e[3].i - t3.i};
+    y[7] = {e[3].r - t3.r, e[3].i + t3.i};
+}
+
+template <int R, class V>
+KV_FFT_INLINE void Dft(const Cx<V>* x, Cx<V>* y, V h) {
+    if constexpr (R == 2) {
+        Dft2(x, y);
+    } else if constexpr (R == 4) {
+        Dft4(x[0], x[1], x[2], x[3], y);
+    } else {
+        Dft8(x, y, h);
+    }
+}
+
+constexpr double kSqrtHalf = 0.70710678118654752440;
+
+// A pass with s a multiple of the lane width: the q loop runs across lanes
+// with one set of twiddles broadcast per p. The last pass (m == 1) has unit
+// twiddles and reads and writes the same places, so it may run in place.
+template <class Ops, int R, bool kTwiddle, class F>
+KV_FFT_INLINE void StridedPass(const F* xr, const F* xi, F* yr, F* yi, long m, long s, const F* twr, const F* twi) {
+    using V = typename Ops::V;
+    const long sm = s * m;
+    const V h = Ops::Set(static_cast<F>(kSqrtHalf));
+    for (long p = 0; p < m; ++p) {
+        V wr[R - 1], wi[R - 1];
+        if constexpr (kTwiddle) {
+            for (int j = 0; j < R - 1; ++j) {
+                wr[j] = Ops::Broadcast(twr + j * m + p);
+                wi[j] = Ops::Broadcast(twi + j * m + p);
+            }
+        }
+        const F* ar = xr + s * p;
+        const F* ai = xi + s * p;
+        F* outR = yr + R * s * p;
+        F* outI = yi + R * s * p;
+        for (long q = 0; q < s; q += Ops::kWidth) {
+            Cx<V> x[R], y[R];
+            for (int k = 0; k < R; ++k) x[k] = {Ops::Load(ar + q + k * sm), Ops::Load(ai + q + k * sm)};
+            Dft<R>(x, y, h);
+            Ops::Store(outR + q, y[0].r);
+            Ops::Store(outI + q, y[0].i);
+            for (int j = 1; j < R; ++j) {
+                if constexpr (kTwiddle) y[j] = Mul(y[j], wr[j - 1], wi[j - 1]);
+                Ops::Store(outR + q + j * s, y[j].r);
+                Ops::Store(outI + q + j * s, y[j].i);
+            }
+        }
+    }
+}
+
+template <class Ops, class F>
+KV_FFT_INLINE void RunStrided(int radix, const F* xr, const F* xi, F* yr, F* yi, long m, long s, const F* twr,
+                              const F* twi) {
+    const bool twiddle = m > 1;
+    switch (radix * 2 + twiddle) {
+    case 4: return StridedPass<Ops, 2, false>(xr, xi, yr, yi, m, s, twr, twi);
+    case 5: return StridedPass<Ops, 2, true>(xr, xi, yr, yi, m, s, twr, twi);
+    case 8: return StridedPass<Ops, 4, false>(xr, xi, yr, yi, m, s, twr, twi);
+    case 9: return StridedPass<Ops, 4, true>(xr, xi, yr, yi, m, s, twr, twi);
+    case 16: return StridedPass<Ops, 8, false>(xr, xi, yr, yi, m, s, twr, twi);
+    default: return StridedPass<Ops, 8, true>(xr, xi, yr, yi, m, s, twr, twi);
+    }
+}
+
+#ifdef KV_FFT_AVX
+KV_FFT_AVX_TARGET void RunStridedAvx(int radix, const float* xr, const float* xi, float* yr, float* yi, long m,
+                                     long s, const float* twr, const float* twi) {
+    RunStrided<AvxOps>(radix, xr, xi, yr, yi, m, s, twr, twi);
+}
+#endif
+
+// Where the first pass reads: split arrays, or interleaved (re, im) pairs.
+template <class Ops, class F>
+struct SplitInput {
+    const F* re;
+    const F* im;
+    KV_FFT_INLINE Cx<typename Ops::V> operator()(long n) const { return {Ops::Load(re + n), Ops::Load(im + n)}; }
+};
+
+template <class Ops, class F>
+struct PairInput {
+    const F* pairs;
+    KV_FFT_INLINE Cx<typename Ops::V> operator()(long n) const { return Ops::LoadPairs(pairs + 2 * n); }
+};
+
+// The first pass (s == 1) runs across p, loading each twiddle row as a
+// vector. Its outputs y[R*p + j] for the lanes' p form 4x4 blocks that are
+// transposed to store contiguously.
+template <class Ops, int R, class Input, class F>
+KV_FFT_INLINE void FirstPass(Input in, F* yr, F* yi, long m, const F* twr, const F* twi) {
+    using V = typename Ops::V;
+    constexpr int kW = Ops::kWidth;
+    const V h = Ops::Set(static_cast<F>(kSqrtHalf));
+    for (long p = 0; p < m; p += kW) {
+        Cx<V> x[R], y[R];
+        for (int k = 0; k < R; ++k) x[k] = in(p + k * m);
+        Dft<R>(x, y, h);
+        for (int j = 1; j < R; ++j) y[j] = Mul(y[j], Ops::Load(twr + (j - 1) * m + p), Ops::Load(twi + (j - 1) * m + p));
+        if constexpr (kW == 1) {
+            for (int j = 0; j < R; ++j) {
+                yr[R * p + j] = y[j].r;
+                yi[R * p + j] = y[j].i;
+            }
+        } else {
+            static_assert(kW == 4 && R % 4 == 0);
+            for (int g = 0; g < R; g += 4) {
+                Ops::Transpose(y[g].r, y[g + 1].r, y[g + 2].r, y[g + 3].r);
+                Ops::Transpose(y[g].i, y[g + 1].i, y[g + 2].i, y[g + 3].i);
+                for (int k = 0; k < 4; ++k) {
+                    Ops::Store(yr + R * (p + k) + g, y[g + k].r);
+                    Ops::Store(yi + R * (p + k) + g, y[g + k].i);
+                }
+            }
+        }
+    }
+}
+
+template <class Ops, class Input, class F>
+void RunFirst(int radix, Input in, F* yr, F* yi, long m, const F* twr, const F* twi) {
+    if constexpr (Ops::kWidth == 1)
+        if (radix == 2) return FirstPass<Ops, 2>(in, yr, yi, m, twr, twi);
+    switch (radix) {
+    case 4: return FirstPass<Ops, 4>(in, yr, yi, m, twr, twi);
+    default: return FirstPass<Ops, 8>(in, yr, yi, m, twr, twi);
+    }
+}
+
+// Radices of the passes, first to last: radix 8 wherever possible, the
+// remainder of order/3 taken by radix-4 passes at the start (where s is
+// still small and the four-wide first pass fits them), radix 2 only for
+// two points.
+std::vector<int> Radices(unsigned long order) {
+    std::vector<int> radices;
+    if (order == 1) return {2};
+    unsigned long left = order;
+    if (left % 3 == 1) {
+        radices = {4, 4};
+        left -= 4;
+    } else if (left % 3 == 2) {
+        radices = {4};
+        left -= 2;
+    }
+    for (; left > 0; left -= 3) radices.push_back(8);
+    return radices;
+}
 
 }  // namespace
 
 template <class T>
-LFFTOf<T>::LFFTOf(unsigned long order) : order_(order), size_(1L << (order > kMaxOrder ? 0 : order)) {
+LFFTOf<T>::LFFTOf(unsigned long order)
+    : order_(order), size_(1L << (order > kMaxOrder ? 0 : order)), path_(LFFTPath::Portable) {
     if (order > kMaxOrder) throw std::invalid_argument("FFT order out of range");
+    if constexpr (std::is_same_v<T, float>) {
+#ifdef KV_FFT_SSE
+        path_ = LFFTPath::Sse2;
+#endif
+#ifdef KV_FFT_AVX
+        if (HasAvx2Fma()) path_ = LFFTPath::Avx2;
+#endif
+    }
     long n = size_;
     long s = 1;
-    while (n >= 4) {
+    for (int radix : Radices(order)) {
         Stage st;
-        st.radix = 4;
-        st.m = n / 4;
+        st.radix = radix;
+        st.m = n / radix;
         st.s = s;
-        for (int j = 0; j < 3; ++j) {
-            st.wr[j].resize(st.m);
-            st.wi[j].resize(st.m);
+        st.wr.resize((radix - 1) * st.m);
+        st.wi.resize((radix - 1) * st.m);
+        for (int j = 1; j < radix; ++j)
             for (long p = 0; p < st.m; ++p) {
-                st.wr[j][p] = static_cast<T>(TwiddleCos((j + 1) * p, n));
-                st.wi[j][p] = static_cast<T>(-TwiddleSin((j + 1) * p, n));
+                st.wr[(j - 1) * st.m + p] = static_cast<T>(TwiddleCos(j * p, n));
+                st.wi[(j - 1) * st.m + p] = static_cast<T>(-TwiddleSin(j * p, n));
             }
-        }
-        if (s % 4 == 0) {
-            st.splat.resize(24 * st.m);
-            for (long p = 0; p < st.m; ++p)
-                for (int j = 0; j < 3; ++j)
-                    for (int lane = 0; lane < 4; ++lane) {
-                        st.splat[24 * p + 8 * j + lane] = st.wr[j][p];
-                        st.splat[24 * p + 8 * j + 4 + lane] = st.wi[j][p];
-                    }
-        }
         stages_.push_back(std::move(st));
-        n /= 4;
-        s *= 4;
-    }
-    if (n == 2) {
-        Stage st;
-        st.radix = 2;
-        st.m = 1;
-        st.s = s;
-        stages_.push_back(std::move(st));
+        n /= radix;
+        s *= radix;
     }
     if (stages_.size() > 1) {
         workRe_.resize(size_);
@@ -214,40 +328,85 @@ template <class T>
 LFFTOf<T>::~LFFTOf() = default;
 
 template <class T>
-void LFFTOf<T>::DoFFT(T* re, T* im) {
-    RunStages(re, im);
+bool LFFTOf<T>::ForcePathForTesting(LFFTPath path) {
+    bool ok = path == LFFTPath::Portable;
+    if constexpr (std::is_same_v<T, float>) {
+#ifdef KV_FFT_SSE
+        ok = ok || path == LFFTPath::Sse2;
+#endif
+#ifdef KV_FFT_AVX
+        ok = ok || (path == LFFTPath::Avx2 && HasAvx2Fma());
+#endif
+    }
+    if (ok) path_ = path;
+    return ok;
 }
 
 template <class T>
-void LFFTOf<T>::RunStages(T* re, T* im) {
+void LFFTOf<T>::DoFFT(T* re, T* im) {
+    RunStages(nullptr, re, im);
+}
+
+template <class T>
+void LFFTOf<T>::RunStages(const T* pairs, T* re, T* im) {
     const size_t count = stages_.size();
+    if (count == 0) {
+        if (pairs) {
+            re[0] = pairs[0];
+            im[0] = pairs[1];
+        }
+        return;
+    }
     // Passes ping-pong between the caller's arrays and the work arrays. The
     // last pass has unit twiddles and may run in place, which lets it land the
     // result in the caller's arrays whatever the parity of the pass count.
-    T* srcR = re;
-    T* srcI = im;
+    const T* srcR = pairs ? pairs : re;
+    const T* srcI = pairs ? pairs : im;
     for (size_t k = 0; k < count; ++k) {
         const Stage& st = stages_[k];
         const bool last = k + 1 == count;
         T* dstR = last ? re : (srcR == re ? workRe_.data() : re);
         T* dstI = last ? im : (srcI == im ? workIm_.data() : im);
-        if (st.radix == 2) {
-            Radix2Last(srcR, srcI, dstR, dstI, st.s);
-        } else {
+        const T* twr = st.wr.data();
+        const T* twi = st.wi.data();
+        if (k == 0) {
+            // s == 1
 #ifdef KV_FFT_SSE
             if constexpr (std::is_same_v<T, float>) {
-                if (st.s % 4 == 0) {
-                    Radix4SseWide(srcR, srcI, dstR, dstI, st.m, st.s, st.splat.data());
-                } else if (st.s == 1 && st.m % 4 == 0) {
-                    Radix4SseFirst(srcR, srcI, dstR, dstI, st.m, st.wr, st.wi);
-                } else {
-                    Radix4Scalar(srcR, srcI, dstR, dstI, st.m, st.s, st.wr, st.wi);
+                if (path_ != LFFTPath::Portable && st.m % 4 == 0 && st.radix >= 4) {
+                    if (pairs)
+                        RunFirst<SseOps>(st.radix, PairInput<SseOps, T>{pairs}, dstR, dstI, st.m, twr, twi);
+                    else
+                        RunFirst<SseOps>(st.radix, SplitInput<SseOps, T>{re, im}, dstR, dstI, st.m, twr, twi);
+                    srcR = dstR;
+                    srcI = dstI;
+                    continue;
                 }
-            } else
-#endif
-            {
-                Radix4Scalar(srcR, srcI, dstR, dstI, st.m, st.s, st.wr, st.wi);
             }
+#endif
+            using Ops = ScalarOps<T>;
+            // A single pass (m == 1) writes where it reads, after reading.
+            if (pairs)
+                RunFirst<Ops>(st.radix, PairInput<Ops, T>{pairs}, dstR, dstI, st.m, twr, twi);
+            else
+                RunFirst<Ops>(st.radix, SplitInput<Ops, T>{re, im}, dstR, dstI, st.m, twr, twi);
+        } else {
+            bool done = false;
+            if constexpr (std::is_same_v<T, float>) {
+#ifdef KV_FFT_AVX
+                if (!done && path_ == LFFTPath::Avx2 && st.s % 8 == 0) {
+                    RunStridedAvx(st.radix, srcR, srcI, dstR, dstI, st.m, st.s, twr, twi);
+                    done = true;
+                }
+#endif
+#ifdef KV_FFT_SSE
+                if (!done && path_ != LFFTPath::Portable && st.s % 4 == 0) {
+                    RunStrided<SseOps>(st.radix, srcR, srcI, dstR, dstI, st.m, st.s, twr, twi);
+                    done = true;
+                }
+#endif
+            }
+            if (!done) RunStrided<ScalarOps<T>>(st.radix, srcR, srcI, dstR, dstI, st.m, st.s, twr, twi);
         }
         srcR = dstR;
         srcI = dstI;
@@ -351,24 +510,6 @@ long MergePairsSse(float* re, float* im, long M, const float* cosT, const float*
 #endif
 
 template <class T>
-void Deinterleave(const T* in, T* even, T* odd, long M) {
-    long n = 0;
-#ifdef KV_FFT_SSE
-    if constexpr (std::is_same_v<T, float>) {
-        for (; n + 4 <= M; n += 4) {
-            const __m128 a = _mm_loadu_ps(in + 2 * n), b = _mm_loadu_ps(in + 2 * n + 4);
-            _mm_storeu_ps(even + n, _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)));
-            _mm_storeu_ps(odd + n, _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1)));
-        }
-    }
-#endif
-    for (; n < M; ++n) {
-        even[n] = in[2 * n];
-        odd[n] = in[2 * n + 1];
-    }
-}
-
-template <class T>
 void Interleave(const T* even, const T* odd, T* out, long M) {
     long n = 0;
 #ifdef KV_FFT_SSE
@@ -391,8 +532,7 @@ void Interleave(const T* even, const T* odd, T* out, long M) {
 template <class T>
 void LRealFFTOf<T>::Forward(const T* in, T* re, T* im) {
     const long M = half_;
-    Deinterleave(in, re, im, M);
-    complex_.DoFFT(re, im);
+    complex_.RunStages(in, re, im);
     const T z0r = re[0], z0i = im[0];
     re[0] = z0r + z0i;
     im[0] = 0;
@@ -400,7 +540,8 @@ void LRealFFTOf<T>::Forward(const T* in, T* re, T* im) {
     im[M] = 0;
     long k = 1;
 #ifdef KV_FFT_SSE
-    if constexpr (std::is_same_v<T, float>) k = SplitPairsSse(re, im, M, cos_.data(), sin_.data());
+    if constexpr (std::is_same_v<T, float>)
+        if (complex_.path_ != LFFTPath::Portable) k = SplitPairsSse(re, im, M, cos_.data(), sin_.data());
 #endif
     for (; 2 * k < M; ++k) SplitPair(re, im, k, M, cos_[k], sin_[k]);
     // The middle bin pairs with itself: X[M/2] = conj(Z[M/2]).
@@ -415,7 +556,8 @@ void LRealFFTOf<T>::Inverse(T* re, T* im, T* out) {
     im[0] = x0 - xm;
     long k = 1;
 #ifdef KV_FFT_SSE
-    if constexpr (std::is_same_v<T, float>) k = MergePairsSse(re, im, M, cos_.data(), sin_.data());
+    if constexpr (std::is_same_v<T, float>)
+        if (complex_.path_ != LFFTPath::Portable) k = MergePairsSse(re, im, M, cos_.data(), sin_.data());
 #endif
     for (; 2 * k < M; ++k) MergePair(re, im, k, M, cos_[k], sin_[k]);
     if (M >= 2) {
@@ -424,6 +566,11 @@ void LRealFFTOf<T>::Inverse(T* re, T* im, T* out) {
     }
     complex_.DoInverseFFT(re, im);
     Interleave(re, im, out, M);
+}
+
+template <class T>
+bool LRealFFTOf<T>::ForcePathForTesting(LFFTPath path) {
+    return complex_.ForcePathForTesting(path);
 }
 
 template class LFFTOf<float>;

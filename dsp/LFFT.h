@@ -6,13 +6,18 @@
 // e^(+i...), so Inverse(Forward(x)) == N * x. Callers apply their own factor.
 //
 // Data are split arrays (one of real parts, one of imaginary parts) so that the
-// butterflies run four floats wide. The work is a Stockham autosort radix-4
-// pass sequence (plus one radix-2 pass for odd orders) with precomputed
+// butterflies run four (SSE2) or eight (AVX2, chosen at run time) floats wide.
+// The work is a Stockham autosort sequence of radix-8 passes (one or two
+// radix-4 passes where the order is not a multiple of three) with precomputed
 // twiddles: no bit-reversal permutation, and every pass reads and writes
 // contiguous runs. An object keeps a scratch buffer: share one between threads
 // only under a lock; make one per thread instead.
 #include <memory>
 #include <vector>
+
+// Instruction sets a float transform can run on. Double transforms always
+// run the portable code.
+enum class LFFTPath { Portable, Sse2, Avx2 };
 
 template <class T>
 class LFFTOf {
@@ -33,12 +38,23 @@ public:
     // In-place inverse transform, unscaled.
     void DoInverseFFT(T* re, T* im) { DoFFT(im, re); }  // swap trick: IDFT(x) = swap(DFT(swap(x)))
 
+    // The object picks the widest path the processor has. Tests force the
+    // others; returns false (and changes nothing) when this build or
+    // processor can't run the path.
+    bool ForcePathForTesting(LFFTPath path);
+
 private:
+    template <class>
+    friend class LRealFFTOf;
     struct Stage;
-    void RunStages(T* re, T* im);
+    // The forward transform; the input is either the split arrays re/im or,
+    // when pairs is given, interleaved (re, im) pairs, which saves the real
+    // transform a separate sorting pass.
+    void RunStages(const T* pairs, T* re, T* im);
 
     unsigned long order_;
     long size_;
+    LFFTPath path_;
     std::vector<Stage> stages_;
     std::vector<T> workRe_, workIm_;
 };
@@ -59,6 +75,8 @@ public:
     // re, im: Size()/2 + 1 bins (im[0], im[N/2] ignored); they are used as
     // scratch and hold garbage afterwards. out: Size() reals, N times the signal.
     void Inverse(T* re, T* im, T* out);
+
+    bool ForcePathForTesting(LFFTPath path);
 
 private:
     unsigned long order_;
