@@ -23,7 +23,8 @@ LSRCPCMFileBase::LSRCPCMFileBase(LFile file, int64_t dataStart, int64_t dataLeng
 void LSRCPCMFileBase::BuildSegments(int64_t firstLength) const {
     segments_.clear();
     end_ = -1;
-    bool provisional = firstLength < 0 || (walkDataChunks_ && firstLength >= kWaveUnknownDataLength);
+    bool provisional = firstLength < 0 || (walkDataChunks_ && firstLength >= kWaveUnknownDataLength &&
+                                           !FurtherChunkFollows(dataStart_ + firstLength));
     if (provisional) {
         if (walkDataChunks_) {
             AddOpenEndedChunks(dataStart_);
@@ -74,6 +75,13 @@ void LSRCPCMFileBase::AddOpenEndedChunks(int64_t offset) const {
     }
 }
 
+// A full first chunk of a file beyond 4 GiB has a length above the "not known"
+// mark too; a finished further chunk behind it tells the two apart.
+bool LSRCPCMFileBase::FurtherChunkFollows(int64_t offset) const {
+    uint8_t head[8];
+    return file_.ReadAt(head, sizeof head, offset) == 8 && riff::IdIs(head, "data") && riff::GetLE32(head + 4) != 0;
+}
+
 uint32_t LSRCPCMFileBase::ReadFirstDataLength() const {
     uint8_t length[4];
     if (file_.ReadAt(length, sizeof length, dataStart_ - 4) != 4) return 0xFFFFFFFFu;
@@ -95,12 +103,9 @@ int64_t LSRCPCMFileBase::FramesInFile() const {
 long long LSRCPCMFileBase::GetEndSample() const {
     if (EndIsKnown()) return end_;
     if (walkDataChunks_) {
-        uint32_t length = ReadFirstDataLength();
-        // The writer has put its final header in place since: take the real layout.
-        if (length < kWaveUnknownDataLength) {
-            BuildSegments(length);
-            if (EndIsKnown()) return end_;
-        }
+        // The writer may have put its final headers in place since: take the real layout.
+        BuildSegments(ReadFirstDataLength());
+        if (EndIsKnown()) return end_;
     }
     return FramesInFile();
 }

@@ -60,6 +60,7 @@ private:
     int64_t ReadSampleBytes(uint8_t* out, int64_t size, int64_t offset) const;
     int64_t FramesInFile() const;
     uint32_t ReadFirstDataLength() const;
+    bool FurtherChunkFollows(int64_t offset) const;
 
     mutable LFile file_;  // positioned reads only; const queries read the header again
     int64_t dataStart_;

@@ -362,3 +362,53 @@ TEST(WaveRead, DeletingSourceRemovesItsFile) {
 }
 
 }  // namespace
+
+namespace {
+
+// A sparse file with a full first chunk: its length (0xFFFFFFD8) lies above
+// the "not known" mark, and only the finished chunk behind it says so.
+TEST(WaveRead, FullFirstChunkFollowedByAnother) {
+    kvtest::TempDir dir;
+    std::string path = dir.File("sparse.wav");
+    {
+        LSoundSink sink = LWaveFile::OpenSinkPCM(path, 8000, 2, 16);
+    }
+    std::vector<uint8_t> header = kvtest::ReadFileBytes(path);
+    const uint32_t first = 0xFFFFFFD8u;
+    header[42] = uint8_t(first);
+    header[43] = header[44] = header[45] = 0xFF;
+    LFile file;
+    ASSERT_TRUE(file.OpenReadWrite(path.c_str()));
+    ASSERT_TRUE(file.WriteAllAt(header.data(), 46, 0));
+    std::vector<uint8_t> tail;
+    AppendId(tail, "data");
+    AppendLE32(tail, 8);
+    for (int16_t v : {1, 2, 3, 4}) AppendLE16(tail, uint16_t(v));
+    ASSERT_TRUE(file.WriteAllAt(tail.data(), tail.size(), 46 + int64_t(first)));
+    // The last frame of the first chunk.
+    std::vector<uint8_t> last;
+    for (int16_t v : {-5, -6}) AppendLE16(last, uint16_t(v));
+    ASSERT_TRUE(file.WriteAllAt(last.data(), 4, 46 + int64_t(first) - 4));
+
+    LSoundSource s = LWaveFile::OpenSource(path);
+    ASSERT_EQ(s->GetError(), kSourceOk);
+    EXPECT_FALSE(s->IsStreaming());
+    const long long firstFrames = first / 4;
+    ASSERT_EQ(s->GetEndSample(), firstFrames + 2);
+    s->Seek(firstFrames - 1);
+    float v[8];
+    s->Read(v, 4);
+    const float want[8] = {-5 / 32767.0f, -6 / 32767.0f, 1 / 32767.0f, 2 / 32767.0f,
+                           3 / 32767.0f,  4 / 32767.0f,  0,           0};
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(v[i], want[i]) << i;
+
+    // While the second chunk's length is still 0, the file is growing.
+    AppendLE32(tail, 0);
+    std::vector<uint8_t> zero(4, 0);
+    ASSERT_TRUE(file.WriteAllAt(zero.data(), 4, 46 + int64_t(first) + 4));
+    LSoundSource growing = LWaveFile::OpenSource(path);
+    EXPECT_TRUE(growing->IsStreaming());
+    EXPECT_EQ(growing->GetEndSample(), firstFrames + 2);
+}
+
+}  // namespace
