@@ -1,6 +1,7 @@
 #include "dsp/LFFT.h"
 
 #include <cmath>
+#include <cstdint>
 #include <stdexcept>
 #include <type_traits>
 
@@ -53,6 +54,7 @@ struct Cx {
 
 template <class T>
 struct ScalarOps {
+    using F = T;
     using V = T;
     static constexpr int kWidth = 1;
     static KV_FFT_INLINE V Load(const T* p) { return *p; }
@@ -64,6 +66,7 @@ struct ScalarOps {
 
 #ifdef KV_FFT_SSE
 struct SseOps {
+    using F = float;
     using V = __m128;
     static constexpr int kWidth = 4;
     static KV_FFT_INLINE V Load(const float* p) { return _mm_loadu_ps(p); }
@@ -86,6 +89,7 @@ struct SseOps {
 // stores and broadcasts; intrinsics would refuse to inline through the
 // target-neutral pass templates.
 struct AvxOps {
+    using F = float;
     using V = __m256;
     typedef float Unaligned __attribute__((vector_size(32), aligned(4), may_alias));
     static constexpr int kWidth = 8;
@@ -142,7 +146,9 @@ KV_FFT_INLINE void Dft8(const Cx<V>* x, Cx<V>* y, V h) {
     y[7] = {e[3].r - t3.r, e[3].i + t3.i};
 }
 
-template <int R, class V>
+constexpr double kSqrtHalf = 0.70710678118654752440;
+
+template <int R, class Ops, class V>
 KV_FFT_INLINE void Dft(const Cx<V>* x, Cx<V>* y, V h) {
     if constexpr (R == 2) {
         Dft2(x, y);
@@ -152,8 +158,6 @@ KV_FFT_INLINE void Dft(const Cx<V>* x, Cx<V>* y, V h) {
         Dft8(x, y, h);
     }
 }
-
-constexpr double kSqrtHalf = 0.70710678118654752440;
 
 // A pass with s a multiple of the lane width: the q loop runs across lanes
 // with one set of twiddles broadcast per p. The last pass (m == 1) has unit
@@ -178,7 +182,7 @@ KV_FFT_INLINE void StridedPass(const F* xr, const F* xi, F* yr, F* yi, long m, l
         for (long q = 0; q < s; q += Ops::kWidth) {
             Cx<V> x[R], y[R];
             for (int k = 0; k < R; ++k) x[k] = {Ops::Load(ar + q + k * sm), Ops::Load(ai + q + k * sm)};
-            Dft<R>(x, y, h);
+            Dft<R, Ops>(x, y, h);
             Ops::Store(outR + q, y[0].r);
             Ops::Store(outI + q, y[0].i);
             for (int j = 1; j < R; ++j) {
@@ -236,7 +240,7 @@ KV_FFT_INLINE void FirstPass(Input in, F* yr, F* yi, long m, const F* twr, const
     for (long p = 0; p < m; p += kW) {
         Cx<V> x[R], y[R];
         for (int k = 0; k < R; ++k) x[k] = in(p + k * m);
-        Dft<R>(x, y, h);
+        Dft<R, Ops>(x, y, h);
         for (int j = 1; j < R; ++j) y[j] = Mul(y[j], Ops::Load(twr + (j - 1) * m + p), Ops::Load(twi + (j - 1) * m + p));
         if constexpr (kW == 1) {
             for (int j = 0; j < R; ++j) {
@@ -267,22 +271,26 @@ void RunFirst(int radix, Input in, F* yr, F* yi, long m, const F* twr, const F* 
     }
 }
 
-// Radices of the passes, first to last: radix 8 wherever possible, the
-// remainder of order/3 taken by radix-4 passes at the start (where s is
-// still small and the four-wide first pass fits them), radix 2 only for
-// two points.
+// Radices of the passes, first to last: radix 8 wherever possible. When
+// the order leaves two over, a radix-4 pass goes last (no twiddles there,
+// and every earlier s stays a multiple of eight so that all earlier passes
+// run full AVX lanes); when it leaves one over, two radix-4 passes go first
+// (measured no slower than radix-8 passes and a radix-2 pass at the end,
+// and faster than a radix-16 last pass, whose sixteen points spill
+// registers).
 std::vector<int> Radices(unsigned long order) {
-    std::vector<int> radices;
+    if (order == 0) return {};
     if (order == 1) return {2};
+    std::vector<int> radices;
     unsigned long left = order;
     if (left % 3 == 1) {
         radices = {4, 4};
         left -= 4;
-    } else if (left % 3 == 2) {
-        radices = {4};
-        left -= 2;
     }
+    const bool fourLast = left % 3 == 2;
+    if (fourLast) left -= 2;
     for (; left > 0; left -= 3) radices.push_back(8);
+    if (fourLast) radices.push_back(4);
     return radices;
 }
 
@@ -319,8 +327,17 @@ LFFTOf<T>::LFFTOf(unsigned long order)
         s *= radix;
     }
     if (stages_.size() > 1) {
-        workRe_.resize(size_);
-        workIm_.resize(size_);
+        // One block for both work arrays, aligned to a cache line, with the
+        // imaginary parts set off by a little over half a page: passes stream
+        // from both arrays at power-of-two strides, and equal page offsets
+        // would put all those streams into the same L1 cache sets.
+        const long lineFloats = 64 / sizeof(T);
+        const long gap = 2048 / sizeof(T) + lineFloats;
+        work_.resize(2 * size_ + gap + lineFloats);
+        T* base = work_.data();
+        while (reinterpret_cast<uintptr_t>(base) % 64 != 0) ++base;
+        workRe_ = base;
+        workIm_ = base + size_ + gap;
     }
 }
 
@@ -365,8 +382,8 @@ void LFFTOf<T>::RunStages(const T* pairs, T* re, T* im) {
     for (size_t k = 0; k < count; ++k) {
         const Stage& st = stages_[k];
         const bool last = k + 1 == count;
-        T* dstR = last ? re : (srcR == re ? workRe_.data() : re);
-        T* dstI = last ? im : (srcI == im ? workIm_.data() : im);
+        T* dstR = last ? re : (srcR == re ? workRe_ : re);
+        T* dstI = last ? im : (srcI == im ? workIm_ : im);
         const T* twr = st.wr.data();
         const T* twi = st.wi.data();
         if (k == 0) {

@@ -56,7 +56,9 @@ private:
     long size_;
     LFFTPath path_;
     std::vector<Stage> stages_;
-    std::vector<T> workRe_, workIm_;
+    std::vector<T> work_;
+    T* workRe_ = nullptr;
+    T* workIm_ = nullptr;  // both in work_
 };
 
 // Transform of N real values to the N/2 + 1 bins 0..N/2 (split re and im),
