@@ -2,11 +2,12 @@
 
 #include "app/KVArguments.h"
 #include "app/KVDelivery.h"
-#include "app/KVPlatformBridge.h"
 #include "app/LDebugSignalHandler.h"
 #include "app/LURISchemeHandler.h"
 #include "app/MainDialog.h"
 #include "base/LDebugThreads.h"
+#include "base/LHeadlessPlatform.h"
+#include "base/LPlatform.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -128,13 +129,24 @@ int KVApplicationMain(int argc, char** argv) {
     DeliveryInstallShippedComponents();
     DeliveryPrepareSharedComponentsFolder();
 
+    // No windowing toolkit is linked into this program yet: it runs headless,
+    // alerts on stderr answered with their default button.
+    LHeadlessPlatform platform;
+    LPlatformScope platformScope(platform);
+
     if (bInstallerShouldRun)
         DeliveryRunInstaller();
     MainDialog dialog;
     if (!dialog.MainWindowInit())
         return dialog.LastHandOver() == LMainWindow::HandOver::kSent ? 0 : 1;
     PlatformRequestMicrophonePermission();
-    KVPlatformBridge::RunMainLoop();
+    {
+        LInterruptWatcher interrupts;
+        interrupts.Start();
+        LSetMainLoopRunning(true);
+        platform.RunMainLoop();
+        LSetMainLoopRunning(false);
+    }
     // Ended by a signal rather than by CmExit: still end cleanly.
     if (!dialog.IsClosed())
         dialog.Close();

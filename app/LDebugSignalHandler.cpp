@@ -1,8 +1,9 @@
 #include "app/LDebugSignalHandler.h"
 
 #include "app/KVDelivery.h"
-#include "app/KVPlatformBridge.h"
 #include "base/LDebugThreads.h"
+#include "base/LPlatform.h"
+#include "base/LSignalObject.h"
 
 #include <atomic>
 #include <cstdio>
@@ -13,6 +14,14 @@ const char* const kDebugSignalAlertTitle = "Abnormaler Signalabsturz";
 namespace {
 
 std::atomic<bool> bLLibExceptionAlreadyTrapped{false};
+std::atomic<bool> gMainLoopRunning{false};
+
+// Made before any handler can run, and never destroyed: a signal may come
+// during static destruction.
+LSignalObject& InterruptSignal() {
+    static LSignalObject* signal = new LSignalObject;
+    return *signal;
+}
 
 const char* kAlertFormat =
     "Kelvane Audio-Editor ist mit abnormaler Ausnahme abgestürzt.\r\n\r\nMöchten Sie einen Orvel Software "
@@ -53,7 +62,7 @@ bool LDebugSignalIsFatal(int signalNumber) {
 void LDebugSignalHandler(int signalNumber, siginfo_t*, void*) {
     if (!bLLibExceptionAlreadyTrapped.exchange(true)) {
         const std::string text = LDebugSignalAlertText(signalNumber);
-        if (KVPlatformBridge::Alert(kDebugSignalAlertTitle, text.c_str(), {"Melden", "Nicht melden"}) == 0)
+        if (LAlert(kDebugSignalAlertTitle, text.c_str(), {"Melden", "Nicht melden"}) == 0)
             DeliveryOpenBugReportPage(LDebugCrashCode(signalNumber).c_str());
     }
     if (LDebugSignalIsFatal(signalNumber))
@@ -61,13 +70,28 @@ void LDebugSignalHandler(int signalNumber, siginfo_t*, void*) {
 }
 
 void LIntTermSignalHandler(int) {
-    if (KVPlatformBridge::IsMainLoopRunning())
-        KVPlatformBridge::RequestEndFromSignalHandler();
+    if (gMainLoopRunning.load())
+        InterruptSignal().Signal();
     else
         std::exit(0);
 }
 
+void LSetMainLoopRunning(bool running) { gMainLoopRunning = running; }
+
+LInterruptWatcher::LInterruptWatcher() { SetDebugName("INTR", "SIGINT/SIGTERM watcher"); }
+
+LInterruptWatcher::~LInterruptWatcher() { StopAndWait(); }
+
+void LInterruptWatcher::ThreadFunction() {
+    if (ProcessWaitSignal(InterruptSignal().Ref(), LWaitForever) != 0)
+        return;  // stopped
+    InterruptSignal().Reset();
+    if (LPlatform* platform = LPlatform::Current())
+        platform->QuitMainLoop(0);
+}
+
 void LInstallSignalHandlers() {
+    InterruptSignal();
     std::signal(SIGPIPE, SIG_IGN);
 
     struct sigaction crash{};

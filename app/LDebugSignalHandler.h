@@ -5,6 +5,8 @@
 //    offers a bug report once and ends the process for fatal signals;
 //  - SIGINT and SIGTERM go to LIntTermSignalHandler, which ends the main loop
 //    so that the normal shutdown removes the socket and the run lock.
+#include "base/LThread.h"
+
 #include <csignal>
 #include <string>
 
@@ -22,3 +24,20 @@ std::string LDebugCrashCode(int signalNumber);
 bool LDebugSignalIsFatal(int signalNumber);
 
 extern const char* const kDebugSignalAlertTitle;
+
+// Tells the SIGINT/SIGTERM handler whether the main loop runs (it ends the
+// loop) or not (it ends the process).
+void LSetMainLoopRunning(bool running);
+
+// Ends the current platform's main loop when SIGINT or SIGTERM arrived. The
+// handler itself only writes a byte to a pipe (async-signal-safe); this
+// thread turns that into a call the loop can take. Run one while the main
+// loop runs.
+class LInterruptWatcher : public LThread {
+public:
+    LInterruptWatcher();
+    ~LInterruptWatcher() override;
+
+protected:
+    void ThreadFunction() override;
+};

@@ -1,7 +1,6 @@
 #include "app/LMainWindow.h"
 
 #include "app/KVArguments.h"
-#include "app/KVPlatformBridge.h"
 #include "app/LCommandLineArgumentStringExpander.h"
 #include "app/LHangDetector.h"
 #include "app/LMainWindowSendThread.h"
@@ -9,6 +8,8 @@
 #include "app/LURISchemeHandler.h"
 #include "base/LDebugThreads.h"
 #include "base/LFile.h"
+#include "base/LPlatform.h"
+#include "base/LSettings.h"
 
 #include <unistd.h>
 
@@ -66,7 +67,7 @@ bool LMainWindow::MainWindowInit() {
     InitDialog();
     ready_ = true;
 
-    KVPlatformBridge::PostToMainThread([this] {
+    LPostToMainThread([this] {
         if (Current() == this)
             PlayPendingLaunchRequests();
     });
@@ -77,7 +78,7 @@ bool LMainWindow::MainWindowInit() {
         // argument run always happens inside the running event loop.
         auto data = std::make_shared<CopyData>();
         data->Fill(gargc, gargv);
-        KVPlatformBridge::PostToMainThread([this, data] {
+        LPostToMainThread([this, data] {
             if (Current() == this)
                 MainWindowReceivedArguments(*data);
         });
@@ -105,7 +106,7 @@ void LMainWindow::StartListener() {
         // On a worker thread: the record goes to the main thread, where it is
         // used only if the window still exists, and freed in either case.
         std::shared_ptr<CopyData> block(std::move(data));
-        KVPlatformBridge::PostToMainThread([block] {
+        LPostToMainThread([block] {
             if (LMainWindow* window = Current())
                 window->MainWindowReceivedArguments(*block);
         });
@@ -210,7 +211,10 @@ bool LMainWindow::CmExit() {
     if (IsWindowOnScreen())
         ShowWindow(true);  // restored from the dock before it goes
     Close();
-    KVPlatformBridge::PostToMainThread([] { KVPlatformBridge::EndMainLoop(); });
+    LPostToMainThread([] {
+        if (LPlatform* platform = LPlatform::Current())
+            platform->QuitMainLoop(0);
+    });
     return true;
 }
 
@@ -219,7 +223,7 @@ void LMainWindow::Close() {
         return;
     if (IsModalRunning()) {
         // Try again once the modal dialogs have closed.
-        KVPlatformBridge::PostToMainThread([this] {
+        LPostToMainThread([this] {
             if (Current() == this)
                 Close();
         });
@@ -227,7 +231,8 @@ void LMainWindow::Close() {
     }
     // From here on, arguments that arrive are dropped.
     destroying_ = true;
-    KVPlatformBridge::DispatchWaitingEvents();
+    if (LPlatform* platform = LPlatform::Current())
+        platform->DispatchPendingEvents();
     ShowWindow(false);
     DestroyDialog();
     StopPipeThreads();
@@ -245,16 +250,19 @@ void LMainWindow::StopPipeThreads() {
 
 // --- Platform services ----------------------------------------------------------
 
-bool LMainWindow::IsModalRunning() const { return KVPlatformBridge::ModalDepth() > 0; }
+bool LMainWindow::IsModalRunning() const {
+    const LPlatform* platform = LPlatform::Current();
+    return platform && platform->ModalDepth() > 0;
+}
 
 int LMainWindow::Alert(const char* title, const char* text, std::initializer_list<const char*> buttons) {
-    return KVPlatformBridge::Alert(title, text, buttons);
+    return LAlert(title, text, buttons);
 }
 
 std::string LMainWindow::GetSetting(const char* section, const char* key, const char* defaultValue) {
-    return KVPlatformBridge::GetSetting(section, key, defaultValue);
+    return LUserSettingGetString(section, key, defaultValue);
 }
 
 void LMainWindow::SetSetting(const char* section, const char* key, const char* value) {
-    KVPlatformBridge::SetSetting(section, key, value);
+    LUserSettingSetString(section, key, value);
 }
