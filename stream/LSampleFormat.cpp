@@ -1,11 +1,12 @@
 #include "stream/LSampleFormat.h"
 
+#include "stream/LSampleFormatPaths.h"
+#include "stream/LSampleFormatRules.h"
+
 #include <array>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+using namespace kv_sample_rules;
 
 namespace {
 
@@ -51,36 +52,6 @@ constexpr std::array<float, 256> MakeALawDecodeTable() {
 constexpr std::array<float, 256> kULawDecode = MakeULawDecodeTable();
 constexpr std::array<float, 256> kALawDecode = MakeALawDecodeTable();
 
-// ---------------------------------------------------------------------------
-// Scalar rounding rules. The block paths below compute the same numbers.
-
-// Clamps a double into [lo, hi]; NaN goes to lo so that a cast never overflows.
-inline double ClampForCast(double x, double lo, double hi) {
-    return x >= lo ? (x <= hi ? x : hi) : lo;
-}
-
-// trunc(double(f * 32767) +- 0.5), kept wide so that the caller decides
-// between saturating and wrapping.
-inline long long Round16Wide(float f) {
-    const double x = static_cast<double>(f * 32767.0f) + (f < 0 ? -0.5 : 0.5);
-    return static_cast<long long>(ClampForCast(x, -4.0e18, 4.0e18));
-}
-
-// The tail of the 16-bit writer: plain truncation to 16 bits (wraps).
-inline int16_t Round16Wrap(float f) { return static_cast<int16_t>(Round16Wide(f)); }
-
-inline int16_t Round16Saturate(float f) {
-    const long long v = Round16Wide(f);
-    return static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v));
-}
-
-// trunc(double(f) * 2147483647 +- 0.5), saturated to 32 bits: a value out of
-// range must not become an arbitrary number in a file.
-inline int32_t Round32(float f) {
-    const double x = static_cast<double>(f) * 2147483647.0 + (f < 0 ? -0.5 : 0.5);
-    return static_cast<int32_t>(ClampForCast(x, -2147483648.0, 2147483647.0));
-}
-
 inline int8_t Round8(float f) {
     const double x = static_cast<double>(f * 127.0f) + (f < 0 ? -0.5 : 0.5);
     return static_cast<int8_t>(static_cast<int>(ClampForCast(x, -1.0e9, 1.0e9)));
@@ -117,61 +88,6 @@ inline uint8_t EncodeALaw(float f) {
     return static_cast<uint8_t>((top | segment << 4 | mantissa) ^ 0x55);
 }
 
-// ---------------------------------------------------------------------------
-// Blocks of eight values.
-
-// Eight values rounded as Round16Saturate.
-inline void Round16Block(const float* in, int16_t* out) {
-#if defined(__SSE2__)
-    // Exact in single precision: x = f * 32767 is a float, and rounding half
-    // away from zero equals trunc(x) plus one step when |x - trunc(x)| >= 0.5.
-    // The clamp keeps the integer conversion in range; everything past it
-    // saturates anyway.
-    const __m128 scale = _mm_set1_ps(32767.0f);
-    const __m128 lo = _mm_set1_ps(-65536.0f);
-    const __m128 hi = _mm_set1_ps(65536.0f);
-    const __m128 half = _mm_set1_ps(0.5f);
-    const __m128 minusHalf = _mm_set1_ps(-0.5f);
-    __m128i r[2];
-    for (int k = 0; k < 2; ++k) {
-        const __m128 x = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_loadu_ps(in + 4 * k), scale), lo), hi);
-        __m128i t = _mm_cvttps_epi32(x);
-        const __m128 frac = _mm_sub_ps(x, _mm_cvtepi32_ps(t));
-        t = _mm_sub_epi32(t, _mm_castps_si128(_mm_cmpge_ps(frac, half)));
-        t = _mm_add_epi32(t, _mm_castps_si128(_mm_cmple_ps(frac, minusHalf)));
-        r[k] = t;
-    }
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packs_epi32(r[0], r[1]));
-#else
-    for (int i = 0; i < 8; ++i) out[i] = Round16Saturate(in[i]);
-#endif
-}
-
-// Eight values rounded as Round32.
-inline void Round32Block(const float* in, int32_t* out) {
-#if defined(__SSE2__)
-    const __m128d scale = _mm_set1_pd(2147483647.0);
-    const __m128d lo = _mm_set1_pd(-2147483648.0);
-    const __m128d hi = _mm_set1_pd(2147483647.0);
-    const __m128d half = _mm_set1_pd(0.5);
-    const __m128d sign = _mm_set1_pd(-0.0);
-    for (int k = 0; k < 2; ++k) {
-        const __m128 f = _mm_loadu_ps(in + 4 * k);
-        __m128i part[2];
-        for (int h = 0; h < 2; ++h) {
-            const __m128d d = _mm_cvtps_pd(h == 0 ? f : _mm_movehl_ps(f, f));
-            const __m128d x = _mm_mul_pd(d, scale);
-            // +-0.5 with the sign of f (-0.0 rounds to 0 either way)
-            const __m128d x2 = _mm_add_pd(x, _mm_or_pd(half, _mm_and_pd(x, sign)));
-            part[h] = _mm_cvttpd_epi32(_mm_min_pd(_mm_max_pd(x2, lo), hi));
-        }
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * k), _mm_unpacklo_epi64(part[0], part[1]));
-    }
-#else
-    for (int i = 0; i < 8; ++i) out[i] = Round32(in[i]);
-#endif
-}
-
 inline uint16_t Swap16(uint16_t v) { return static_cast<uint16_t>(v << 8 | v >> 8); }
 
 template <class Bytes>
@@ -184,36 +100,6 @@ inline void StoreBE32(uint8_t* b, uint32_t v) {
     b[1] = uint8_t(v >> 16);
     b[2] = uint8_t(v >> 8);
     b[3] = uint8_t(v);
-}
-
-inline float Int32ToFloat(int32_t v) { return static_cast<float>(static_cast<double>(v) / 2147483647.0); }
-
-// Multiplying by the reciprocal in double gives the same float as the
-// division for every 16-bit value and every 24-bit value (checked
-// exhaustively by the tests), and it vectorises far better.
-constexpr double kInv32767 = 1.0 / 32767.0;
-constexpr double kInv2147483647 = 1.0 / 2147483647.0;
-inline float Int16ToFloat(int16_t v) { return static_cast<float>(static_cast<double>(v) * kInv32767); }
-inline float Int24ToFloat(int32_t v) { return static_cast<float>(static_cast<double>(v) * kInv2147483647); }
-
-// The three stored bytes of a 24-bit value sit in the top of a 32-bit word.
-inline int32_t LoadLE24(const LSFLE24& s) {
-    return static_cast<int32_t>(uint32_t(s.bytes[0]) << 8 | uint32_t(s.bytes[1]) << 16 | uint32_t(s.bytes[2]) << 24);
-}
-inline int32_t LoadBE24(const LSFBE24& s) {
-    return static_cast<int32_t>(uint32_t(s.bytes[2]) << 8 | uint32_t(s.bytes[1]) << 16 | uint32_t(s.bytes[0]) << 24);
-}
-inline void StoreLE24(LSFLE24& s, int32_t v) {
-    const uint32_t u = static_cast<uint32_t>(v);
-    s.bytes[0] = uint8_t(u >> 8);
-    s.bytes[1] = uint8_t(u >> 16);
-    s.bytes[2] = uint8_t(u >> 24);
-}
-inline void StoreBE24(LSFBE24& s, int32_t v) {
-    const uint32_t u = static_cast<uint32_t>(v);
-    s.bytes[0] = uint8_t(u >> 24);
-    s.bytes[1] = uint8_t(u >> 16);
-    s.bytes[2] = uint8_t(u >> 8);
 }
 
 // Runs `block(i)` for each full block of eight and `single(i)` for the tail.
@@ -239,7 +125,7 @@ inline void ForEach(long long n, Op op) {
 // ----------------------------------------------------------------- reading
 
 template <> void ConvertSamplesIn<LSF16>(float* out, const LSF16* in, long long n) {
-    ForEach(n, [&](long long i) { out[i] = Int16ToFloat(in[i].value); });
+    LSampleFormatPaths::In16(LSampleFormatPaths::Fastest(), out, in, n);
 }
 
 template <> void ConvertSamplesIn<LSFBE16>(float* out, const LSFBE16* in, long long n) {
@@ -258,11 +144,11 @@ template <> void ConvertSamplesIn<LSFBE32>(float* out, const LSFBE32* in, long l
 }
 
 template <> void ConvertSamplesIn<LSFLE24>(float* out, const LSFLE24* in, long long n) {
-    ForEach(n, [&](long long i) { out[i] = Int24ToFloat(LoadLE24(in[i])); });
+    LSampleFormatPaths::In24(LSampleFormatPaths::Fastest(), out, in, n);
 }
 
 template <> void ConvertSamplesIn<LSFBE24>(float* out, const LSFBE24* in, long long n) {
-    ForEach(n, [&](long long i) { out[i] = Int24ToFloat(LoadBE24(in[i])); });
+    LSampleFormatPaths::In24(LSampleFormatPaths::Fastest(), out, in, n);
 }
 
 template <> void ConvertSamplesIn<LSFU8>(float* out, const LSFU8* in, long long n) {
@@ -304,10 +190,7 @@ template <> void ConvertSamplesIn<LSFALAW>(float* out, const LSFALAW* in, long l
 // ----------------------------------------------------------------- writing
 
 template <> void ConvertSamplesOut<LSF16>(LSF16* out, const float* in, long long n) {
-    static_assert(sizeof(LSF16) == sizeof(int16_t));
-    ForBlocks(
-        n, [&](long long i) { Round16Block(in + i, reinterpret_cast<int16_t*>(out + i)); },
-        [&](long long i) { out[i].value = Round16Wrap(in[i]); });
+    LSampleFormatPaths::Out16(LSampleFormatPaths::Fastest(), out, in, n);
 }
 
 template <> void ConvertSamplesOut<LSFBE16>(LSFBE16* out, const float* in, long long n) {
@@ -344,32 +227,11 @@ template <> void ConvertSamplesOut<LSFBE32>(LSFBE32* out, const float* in, long 
 }
 
 template <> void ConvertSamplesOut<LSFLE24>(LSFLE24* out, const float* in, long long n) {
-    ForBlocks(
-        n,
-        [&](long long i) {
-            int32_t block[8];
-            Round32Block(in + i, block);
-            // Seven overlapping 4-byte stores (each next one overwrites the
-            // spare byte) and one of three bytes, so nothing is written past the block.
-            uint8_t* dst = out[i].bytes;
-            for (int k = 0; k < 7; ++k) {
-                const uint32_t top = static_cast<uint32_t>(block[k]) >> 8;
-                std::memcpy(dst + 3 * k, &top, 4);
-            }
-            StoreLE24(out[i + 7], block[7]);
-        },
-        [&](long long i) { StoreLE24(out[i], Round32(in[i])); });
+    LSampleFormatPaths::Out24(LSampleFormatPaths::Fastest(), out, in, n);
 }
 
 template <> void ConvertSamplesOut<LSFBE24>(LSFBE24* out, const float* in, long long n) {
-    ForBlocks(
-        n,
-        [&](long long i) {
-            int32_t block[8];
-            Round32Block(in + i, block);
-            for (int k = 0; k < 8; ++k) StoreBE24(out[i + k], block[k]);
-        },
-        [&](long long i) { StoreBE24(out[i], Round32(in[i])); });
+    LSampleFormatPaths::Out24(LSampleFormatPaths::Fastest(), out, in, n);
 }
 
 template <> void ConvertSamplesOut<LSFU8>(LSFU8* out, const float* in, long long n) {
