@@ -8,6 +8,7 @@
 #include "base/LDebugThreads.h"
 #include "base/LHeadlessPlatform.h"
 #include "base/LPlatform.h"
+#include "base/LProcessAsExeInterface.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -101,8 +102,7 @@ int KVRunChildMode(const char* name) {
     SetDebugName(name);
     for (int signalNumber : {SIGQUIT, SIGILL, SIGFPE, SIGSEGV, SIGBUS})
         std::signal(signalNumber, SIG_DFL);
-    // No child-mode job is registered in this application.
-    return 1;
+    return LProcessAsExeRun(name);
 }
 
 int KVApplicationMain(int argc, char** argv) {
