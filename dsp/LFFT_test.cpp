@@ -49,11 +49,14 @@ std::vector<long> BinsToCheck(long n) {
 }
 
 template <class T>
-void CheckComplexAgainstDft(unsigned long order) {
+void CheckComplexAgainstDft(unsigned long order, LFFTPath path = LFFTPath::Portable, bool force = false) {
     const long n = 1L << order;
     const auto re = RandomVector(n, 1 + order), im = RandomVector(n, 100 + order);
     std::vector<T> r(re.begin(), re.end()), i(im.begin(), im.end());
     LFFTOf<T> fft(order);
+    if (force) {
+        ASSERT_TRUE(fft.ForcePathForTesting(path));
+    }
     fft.DoFFT(r.data(), i.data());
     // Error is measured against the spectrum's RMS: bins of random data are
     // all of the same order of size.
@@ -66,12 +69,15 @@ void CheckComplexAgainstDft(unsigned long order) {
 }
 
 template <class T>
-void CheckRealAgainstDft(unsigned long order) {
+void CheckRealAgainstDft(unsigned long order, LFFTPath path = LFFTPath::Portable, bool force = false) {
     const long n = 1L << order;
     const auto x = RandomVector(n, 7 + order);
     const std::vector<double> zero(n, 0.0);
     std::vector<T> in(x.begin(), x.end()), re(n / 2 + 1), im(n / 2 + 1);
     LRealFFTOf<T> fft(order);
+    if (force) {
+        ASSERT_TRUE(fft.ForcePathForTesting(path));
+    }
     fft.Forward(in.data(), re.data(), im.data());
     const double scale = std::sqrt(n / 3.0);
     for (long k : BinsToCheck(n)) {
@@ -187,6 +193,63 @@ TEST(LFFT, AgreesWithFftwAtEverySize) {
         fftwf_destroy_plan(rplan);
         fftwf_free(buf);
     }
+}
+
+bool Avx2Available() {
+    return LFFTFloat(4).ForcePathForTesting(LFFTPath::Avx2);
+}
+
+// Each instruction-set path, forced, against the direct DFT and round trip.
+// Orders cover every pass plan: a lone pass, the leading radix-4 pair, the
+// trailing radix-4 pass, and sizes where s reaches the four- and eight-wide
+// passes.
+TEST(LFFT, EveryPathMatchesDirectDft) {
+    std::vector<LFFTPath> paths = {LFFTPath::Portable, LFFTPath::Sse2};
+    if (Avx2Available()) paths.push_back(LFFTPath::Avx2);
+    else GTEST_LOG_(INFO) << "no AVX2/FMA here: the AVX2 path is not tested";
+    for (LFFTPath path : paths) {
+        SCOPED_TRACE(static_cast<int>(path));
+        for (unsigned long order = 0; order <= 14; ++order) {
+            CheckComplexAgainstDft<float>(order, path, true);
+            if (order >= 1) CheckRealAgainstDft<float>(order, path, true);
+        }
+        for (unsigned long order : {1ul, 5ul, 9ul, 12ul}) {
+            const long n = 1L << order;
+            const auto x = RandomVector(n, 21 + order);
+            std::vector<float> in(x.begin(), x.end()), re(n / 2 + 1), im(n / 2 + 1), back(n);
+            LRealFFTFloat fft(order);
+            ASSERT_TRUE(fft.ForcePathForTesting(path));
+            fft.Forward(in.data(), re.data(), im.data());
+            fft.Inverse(re.data(), im.data(), back.data());
+            for (long k = 0; k < n; ++k) ASSERT_NEAR(back[k] / n, x[k], 2e-6) << "order " << order;
+        }
+    }
+}
+
+// The paths differ only in lane width: results agree to rounding.
+TEST(LFFT, PathsAgreeWithEachOther) {
+    for (unsigned long order : {3ul, 6ul, 10ul, 13ul, 16ul}) {
+        const long n = 1L << order;
+        const auto re = RandomVector(n, 5 + order), im = RandomVector(n, 9 + order);
+        std::vector<float> portR(re.begin(), re.end()), portI(im.begin(), im.end());
+        LFFTFloat portable(order);
+        ASSERT_TRUE(portable.ForcePathForTesting(LFFTPath::Portable));
+        portable.DoFFT(portR.data(), portI.data());
+        for (LFFTPath path : {LFFTPath::Sse2, LFFTPath::Avx2}) {
+            LFFTFloat fft(order);
+            if (!fft.ForcePathForTesting(path)) continue;
+            std::vector<float> r(re.begin(), re.end()), i(im.begin(), im.end());
+            fft.DoFFT(r.data(), i.data());
+            for (long k = 0; k < n; ++k) {
+                ASSERT_NEAR(r[k], portR[k], 1e-5 * std::sqrt(double(n))) << "order " << order << " bin " << k;
+                ASSERT_NEAR(i[k], portI[k], 1e-5 * std::sqrt(double(n))) << "order " << order << " bin " << k;
+            }
+        }
+    }
+    // Double has only the portable path.
+    LFFT fft(8);
+    EXPECT_TRUE(fft.ForcePathForTesting(LFFTPath::Portable));
+    EXPECT_FALSE(fft.ForcePathForTesting(LFFTPath::Avx2));
 }
 
 TEST(LFFT, RejectsOrdersOutOfRange) {
