@@ -168,9 +168,14 @@ TEST(KVApplicationProcess, LongArgumentsAreCutAndOnly128Travel) {
     Process first({}, firstLog);
     ASSERT_TRUE(WaitUntilListening(SocketPath(home.Path())));
 
-    const std::string longName = std::string(250, 'p') + ".wav" + std::string(50, 'q');
+    std::string longName(250, 'p');
+    longName.append(".wav").append(50, 'q');
     std::vector<std::string> args = {longName};
-    for (int i = 1; i <= 150; ++i) args.push_back("f" + std::to_string(i) + ".wav");
+    for (int i = 1; i <= 150; ++i) {
+        std::string name = "f";
+        name.append(std::to_string(i)).append(".wav");
+        args.push_back(name);
+    }
     EXPECT_EQ(RunKelvane(args, home.Path() + "/second.txt"), 0);
     ASSERT_EQ(RunKelvane({"-exit"}, home.Path() + "/third.txt"), 0);
     EXPECT_EQ(first.Wait(), 1);
