@@ -270,10 +270,19 @@ bool LWavTagWriter::Write(const std::string& path, const LFileTagDataAudio& tags
     if (LWaveReadFormatChunk(file, header) != 0 || LWaveFindDataChunk(file, header) != 0) return false;
     uint8_t head[12];
     if (file.ReadAt(head, 12, 0) != 12 || !riff::IdIs(head, "RIFF")) return false;  // not behind foreign chunks
+    // The samples, from the first `data` header on, are never written to. A
+    // file whose writer hasn't finished is refused: its samples still grow into
+    // the space behind them. (A full first chunk of a file beyond 4 GiB has a
+    // length above the mark too; a finished chunk behind it tells them apart.)
     protectedStart_ = header.dataStart - 8;
-    protectedEnd_ = header.dataLength >= kWaveUnknownDataLength
-                        ? file.Size()
-                        : header.dataStart + static_cast<int64_t>(riff::EvenLength(header.dataLength));
+    protectedEnd_ = header.dataStart + static_cast<int64_t>(riff::EvenLength(header.dataLength));
+    if (header.dataLength >= kWaveUnknownDataLength) {
+        uint8_t next[8];
+        if (file.ReadAt(next, 8, header.dataStart + header.dataLength) != 8 || !riff::IdIs(next, "data") ||
+            riff::GetLE32(next + 4) == 0) {
+            return false;
+        }
+    }
 
     std::vector<NewChunk> chunks = PrepareChunks(tags);
     const bool replaceId3 = !chunks.empty() && std::memcmp(chunks.front().id, "id3 ", 4) == 0;

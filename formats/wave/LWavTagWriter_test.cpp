@@ -213,3 +213,40 @@ TEST(WavTags, TruncatedAndLyingTagChunks) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(WavTags, FileStillBeingWrittenIsNotRewritten) {
+    kvtest::TempDir dir;
+    std::string path = dir.File("open.wav");
+    LSoundSink sink = LWaveFile::OpenSinkPCM(path, 8000, 1, 16);
+    std::vector<float> silence(100, 0.0f);
+    sink->Write(silence.data(), 100);
+    LFileTagDataAudio t;
+    t.Set("TITLE", "x");
+    EXPECT_FALSE(LWavTagWriter().Write(path, t));
+    EXPECT_EQ(kvtest::ReadFileBytes(path).size(), 246u);
+    sink.Close();
+    EXPECT_TRUE(LWavTagWriter().Write(path, t));
+}
+
+TEST(WavTags, BigFilesAreWalkedToTheirEnd) {
+    kvtest::TempDir dir;
+    std::vector<uint8_t> chunks;
+    AppendChunk(chunks, "fmt ", FmtBody(1, 1, 8000, 16));
+    AppendChunk(chunks, "data", std::vector<uint8_t>(20, 0));
+    std::vector<uint8_t> file = Riff(chunks);  // the RIFF length ends here
+    AppendChunk(file, "LIST", InfoList("INAM", "behind"));
+    std::string path = dir.File("big.wav");
+    kvtest::WriteFileBytes(path, file);
+    EXPECT_FALSE(ReadTags(path).Has("TITLE"));
+    LWaveLimits limits;
+    limits.bigFileSize = file.size();
+    LWavTagIterator it(limits);
+    ASSERT_TRUE(it.Read(path));
+    LFileTagDataAudio t;
+    it.CopyTo(t);
+    EXPECT_EQ(t.Get("TITLE"), "behind");
+}
+
+}  // namespace
