@@ -38,8 +38,9 @@ function(kv_library name)
   if(test_sources)
     add_executable(${name}_tests ${test_sources})
     target_link_libraries(${name}_tests PRIVATE kv_${name} kv_testsupport GTest::gtest GTest::gmock GTest::gtest_main)
+    # Tests that start the program itself find it through KV_BINARY_DIR.
     gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 120
-      PROPERTIES ENVIRONMENT "KV_SOURCE_DIR=${CMAKE_SOURCE_DIR};KV_BINARY_DIR=${CMAKE_BINARY_DIR}")
+      PROPERTIES ENVIRONMENT "KV_BINARY_DIR=${CMAKE_BINARY_DIR}")
   endif()
   if(slow_sources)
     add_executable(${name}_slowtests ${slow_sources})
