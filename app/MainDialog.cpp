@@ -1,6 +1,9 @@
 #include "app/MainDialog.h"
 
+#include "app/LKVSettings.h"
 #include "base/LFile.h"
+#include "edit/LSoundCache.h"
+#include "edit/LSoundCacheCleanup.h"
 
 #include <fcntl.h>
 #include <strings.h>
@@ -59,6 +62,15 @@ const char* kTextNoOutputFormat =
 }  // namespace
 
 MainDialog::MainDialog() {
+    char working[260] = "";
+    if (LKVSettings::GetWorkingFolder(working, sizeof working)) {
+        workingFolder_ = working;
+        autoSaveFolder_ = workingFolder_ + "/autosave";
+        // The default working folder is the user data folder, whose cache is
+        // its "soundcache" subfolder; a working folder the user chose holds
+        // the cache items directly.
+        if (workingFolder_ != LFile::GetUserDataFolderApp()) LSoundCache::Instance().SetCacheFolder(workingFolder_);
+    }
     SetSetting("Settings", "RegionsWarnUserWhenClosing", "1");
 }
 MainDialog::~MainDialog() = default;
@@ -255,4 +267,8 @@ void MainDialog::EvLoadFile(const char* path) {
         LoadFile(path, true, false);
 }
 
-void MainDialog::DestroyDialog() { Stop(false); }
+void MainDialog::DestroyDialog() {
+    Stop(false);
+    LSoundCacheCleanup(2);
+    SetSetting("Settings", "PlaySpeed", "1");
+}

@@ -38,6 +38,8 @@ public:
     void EvRunArguments(const char* const* argv, int argc) override;
 
     const BatchArguments& Batch() const { return batch_; }
+    const std::string& WorkingFolder() const { return workingFolder_; }
+    const std::string& AutoSaveFolder() const { return autoSaveFolder_; }
     // Operations that failed since start: argument runs that failed make the
     // process end with a non-zero status.
     int FailedOperations() const { return failedOperations_; }
@@ -77,5 +79,7 @@ private:
 
     BatchArguments batch_;
     bool argumentsSeen_ = false;
+    std::string workingFolder_;   // from the settings, fixed for the life of the process
+    std::string autoSaveFolder_;  // <working folder>/autosave
     int failedOperations_ = 0;
 };

@@ -1,6 +1,9 @@
 #include "app/MainDialog.h"
 
 #include "app/KVArguments.h"
+#include "app/LKVSettings.h"
+#include "base/LFile.h"
+#include "edit/LSoundCache.h"
 #include "base/testing/TestSupport.h"
 
 #include <gmock/gmock.h>
@@ -232,6 +235,29 @@ TEST(KVSetArguments, DropsAProcessNumberInFirstPositionOnly) {
     KVSetArguments(2, plain);
     ASSERT_EQ(gargc, 2);
     EXPECT_STREQ(gargv[1], "x.wav");
+}
+
+}  // namespace
+
+namespace {
+
+TEST(MainDialogStartup, ChosenWorkingFolderHoldsTheCacheAndTheAutoSaveFolder) {
+    kvtest::TempDir working;
+    LKVSettings::SetWorkingFolder(working.Path().c_str());
+    LKVSettings::SetUseDefaultWorkingDir(false);
+    {
+        RecordingDialog d;
+        EXPECT_EQ(d.WorkingFolder(), working.Path());
+        EXPECT_EQ(d.AutoSaveFolder(), working.Path() + "/autosave");
+        EXPECT_EQ(LSoundCache::Instance().GetCacheFolder(), working.Path());
+    }
+    LKVSettings::SetUseDefaultWorkingDir(true);
+    RecordingDialog d;
+    EXPECT_EQ(d.WorkingFolder(), LFile::GetUserDataFolderApp());
+    // The default keeps the cache in its own subfolder of the user data folder.
+    LSoundCache::Instance().SetCacheFolder(LFile::GetUserDataFolderAppSubFolder("soundcache"));
+    RecordingDialog again;
+    EXPECT_EQ(LSoundCache::Instance().GetCacheFolder(), LFile::GetUserDataFolderAppSubFolder("soundcache"));
 }
 
 }  // namespace
