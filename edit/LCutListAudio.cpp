@@ -143,6 +143,8 @@ void LCutListAudio::EfInsertSilence(long long position, long long count) {
         count += position;
         position = 0;
     }
+    // A silent segment of no frames would change nothing but the segment count.
+    if (count + (segments_.empty() ? position : 0) <= 0 && position <= GetLength()) return;
     LCutListSegment silence = LCutListSegment::Silence(count);
     if (segments_.empty()) {
         // The distance from the (empty) end becomes part of the silence.
@@ -166,8 +168,9 @@ void LCutListAudio::EfInsert(long long position, const LCutListAudio& other) {
     size_t at = 0;
     if (position < 0) {
         // The inserted audio begins at 0 and the old audio follows after
-        // -position frames of silence; an empty list gets no trailing silence.
-        if (!segments_.empty()) copies.push_back(LCutListSegment::Silence(-position));
+        // -position frames of silence; a list without audio gets no trailing
+        // silence.
+        if (GetLength() > 0) copies.push_back(LCutListSegment::Silence(-position));
     } else {
         const long long total = GetLength();
         if (position > total) segments_.push_back(LCutListSegment::Silence(position - total));

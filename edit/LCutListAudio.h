@@ -65,6 +65,8 @@ public:
 
     // Segments in timeline order.
     const std::vector<LCutListSegment>& Segments() const { return segments_; }
+    // For changing segments in place (a gain change sets segment gains only).
+    std::vector<LCutListSegment>& Segments() { return segments_; }
     size_t GetSegmentCount() const { return segments_.size(); }
     bool IsEmpty() const { return segments_.empty(); }
     void AppendSegment(const LCutListSegment& segment) { segments_.push_back(segment); }
