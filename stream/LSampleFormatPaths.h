@@ -10,7 +10,7 @@
 
 namespace LSampleFormatPaths {
 
-enum class Level { Scalar, Sse2, Ssse3, Avx2 };
+enum class Level { Scalar, Sse2, Ssse3, Avx2, Avx512 };
 
 bool IsSupported(Level level);
 Level Fastest();

@@ -17,7 +17,7 @@ void ExpectAllFloatsMatch(Convert convert) {
     std::vector<uint32_t> bits(kChunk);
     std::vector<float> in(kChunk);
     std::vector<T> reference(kChunk), fast(kChunk);
-    for (Level level : {Level::Sse2, Level::Ssse3, Level::Avx2}) {
+    for (Level level : {Level::Sse2, Level::Ssse3, Level::Avx2, Level::Avx512}) {
         if (!LSampleFormatPaths::IsSupported(level)) continue;
         for (uint64_t start = 0; start < (uint64_t(1) << 32); start += kChunk) {
             for (long long i = 0; i < kChunk; ++i) bits[i] = static_cast<uint32_t>(start + i);

@@ -14,8 +14,8 @@ namespace {
 
 using LSampleFormatPaths::Level;
 
-const Level kLevels[] = {Level::Scalar, Level::Sse2, Level::Ssse3, Level::Avx2};
-const Level kFastLevels[] = {Level::Sse2, Level::Ssse3, Level::Avx2};
+const Level kLevels[] = {Level::Scalar, Level::Sse2, Level::Ssse3, Level::Avx2, Level::Avx512};
+const Level kFastLevels[] = {Level::Sse2, Level::Ssse3, Level::Avx2, Level::Avx512};
 
 std::string Name(Level level) {
     switch (level) {
@@ -23,6 +23,7 @@ std::string Name(Level level) {
     case Level::Sse2: return "sse2";
     case Level::Ssse3: return "ssse3";
     case Level::Avx2: return "avx2";
+    case Level::Avx512: return "avx512";
     }
     return "?";
 }

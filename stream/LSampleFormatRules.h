@@ -102,12 +102,16 @@ inline void Round16Block(const float* in, int16_t* out) {
 #if defined(__SSE2__)
 // Four values rounded as Round32: the product needs double precision (the
 // exact f * (2^31 - 1) has up to 55 bits), and the +-0.5 follows its sign
-// (-0.0 rounds to 0 either way). NaN lands on the low end, as in Round32.
+// (-0.0 rounds to 0 either way).
+//
+// Only the top needs clamping: the conversion turns NaN and everything below
+// -2^31 into -2^31 by itself, which is where Round32 puts them. min_pd returns
+// its second operand when one is NaN, so NaN must stay second.
 inline __m128i Round32Half(__m128 f4, int half) {
     const __m128d d = _mm_cvtps_pd(half == 0 ? f4 : _mm_movehl_ps(f4, f4));
     const __m128d x = _mm_mul_pd(d, _mm_set1_pd(2147483647.0));
     const __m128d x2 = _mm_add_pd(x, _mm_or_pd(_mm_set1_pd(0.5), _mm_and_pd(x, _mm_set1_pd(-0.0))));
-    return _mm_cvttpd_epi32(_mm_min_pd(_mm_max_pd(x2, _mm_set1_pd(-2147483648.0)), _mm_set1_pd(2147483647.0)));
+    return _mm_cvttpd_epi32(_mm_min_pd(_mm_set1_pd(2147483647.0), x2));
 }
 
 inline __m128i Round32Quad(const float* in) {
