@@ -10,14 +10,25 @@
 
 static_assert(std::endian::native == std::endian::little, ".aud holds little-endian floats read in place");
 
-LCutListAudioCutSource::LCutListAudioCutSource(uint16_t item, int sampleRate, int channels, float gain)
-    : LSoundSourceBase(sampleRate, channels, kPeakUnbounded), frameBytes_(GetChannels() * 4LL), gain_(gain) {
+std::shared_ptr<LFile> LCutListAudioCutSource::OpenItemFile(uint16_t item) {
+    auto file = std::make_shared<LFile>();
     const std::string path = LSoundCache::Instance().GetFilePath(item, ".aud");
-    if (!path.empty()) aud_.Open(path.c_str(), O_RDONLY);
+    if (!path.empty()) file->Open(path.c_str(), O_RDONLY);
+    return file;
 }
 
+LCutListAudioCutSource::LCutListAudioCutSource(uint16_t item, int sampleRate, int channels, float gain)
+    : LCutListAudioCutSource(OpenItemFile(item), sampleRate, channels, gain) {}
+
+LCutListAudioCutSource::LCutListAudioCutSource(std::shared_ptr<LFile> aud, int sampleRate, int channels,
+                                               float gain)
+    : LSoundSourceBase(sampleRate, channels, kPeakUnbounded),
+      aud_(std::move(aud)),
+      frameBytes_(GetChannels() * 4LL),
+      gain_(gain) {}
+
 long long LCutListAudioCutSource::GetEndSample() const {
-    const int64_t size = aud_.IsOpen() ? aud_.Size() : 0;
+    const int64_t size = aud_->IsOpen() ? aud_->Size() : 0;
     return size > 0 ? size / frameBytes_ : 0;
 }
 
@@ -35,7 +46,7 @@ void LCutListAudioCutSource::Read(float* buffer, long long frames) {
     }
     if (left > 0) {
         const size_t bytes = static_cast<size_t>(left * frameBytes_);
-        int64_t got = aud_.IsOpen() ? aud_.ReadAt(out, bytes, at * frameBytes_) : 0;
+        int64_t got = aud_->IsOpen() ? aud_->ReadAt(out, bytes, at * frameBytes_) : 0;
         got = std::max<int64_t>(got, 0);
         // Past the end of the file (or a file cut short): silence.
         std::memset(reinterpret_cast<char*>(out) + got, 0, bytes - static_cast<size_t>(got));

@@ -10,10 +10,18 @@
 #include "stream/LSoundSourceBase.h"
 
 #include <cstdint>
+#include <memory>
 
 class LCutListAudioCutSource : public LSoundSourceBase {
 public:
     LCutListAudioCutSource(uint16_t item, int sampleRate, int channels, float gain);
+    // Reads an ".aud" that is already open (or a closed LFile: silence). A
+    // cut list reading consecutive segments of one item opens its file once.
+    LCutListAudioCutSource(std::shared_ptr<LFile> aud, int sampleRate, int channels, float gain);
+
+    // The item's ".aud" opened read-only; a closed LFile when it can't be.
+    static std::shared_ptr<LFile> OpenItemFile(uint16_t item);
+    const std::shared_ptr<LFile>& File() const { return aud_; }
 
     // One pread straight into the caller's buffer, then the gain in place.
     void Read(float* buffer, long long frames) override;
@@ -23,7 +31,7 @@ public:
     void Seek(long long frame) override { position_ = frame; }
 
 private:
-    LFile aud_;
+    std::shared_ptr<LFile> aud_;
     long long frameBytes_;
     float gain_;
     long long position_ = 0;

@@ -99,11 +99,34 @@ long long LCutListAudioSink::CommitUpTo(long long position) {
 
 void LCutListAudioSink::AccumulatePeaks(const float* buffer, long long frames) {
     const int channels = GetChannels();
-    for (long long f = 0; f < frames; ++f, buffer += channels) {
-        for (int c = 0; c < channels; ++c) {
-            max_[c] = std::max(max_[c], buffer[c]);
-            min_[c] = std::min(min_[c], buffer[c]);
+    if (8 % channels != 0) {
+        for (long long f = 0; f < frames; ++f, buffer += channels) {
+            for (int c = 0; c < channels; ++c) {
+                max_[c] = std::max(max_[c], buffer[c]);
+                min_[c] = std::min(min_[c], buffer[c]);
+            }
         }
+        return;
+    }
+    // For channel counts that divide 8 the frames are one flat run in eight
+    // lanes, lane j holding channel j % channels: this loop vectorises.
+    const long long n = frames * channels;
+    float lmx[8] = {}, lmn[8] = {};
+    long long i = 0;
+    for (; i + 8 <= n; i += 8) {
+        for (int j = 0; j < 8; ++j) {
+            const float v = buffer[i + j];
+            lmx[j] = v > lmx[j] ? v : lmx[j];
+            lmn[j] = v < lmn[j] ? v : lmn[j];
+        }
+    }
+    for (int j = 0; i < n; ++i, ++j) {
+        lmx[j] = buffer[i] > lmx[j] ? buffer[i] : lmx[j];
+        lmn[j] = buffer[i] < lmn[j] ? buffer[i] : lmn[j];
+    }
+    for (int j = 0; j < 8; ++j) {
+        max_[j % channels] = std::max(max_[j % channels], lmx[j]);
+        min_[j % channels] = std::min(min_[j % channels], lmn[j]);
     }
 }
 

@@ -25,7 +25,12 @@ void LCutListAudioSource::OpenNextSegment() {
     const LCutListSegment& segment = list_.Segments()[next_++];
     LSoundSource inner;
     if (segment.Item() < kSoundCacheItemSilence) {
-        inner = LSoundSource(new LCutListAudioCutSource(segment.Item(), GetSampleRate(), GetChannels(), segment.gain));
+        // Consecutive segments of one item (what cutting leaves) share the open file.
+        if (segment.Item() != fileItem_ || !file_) {
+            file_ = LCutListAudioCutSource::OpenItemFile(segment.Item());
+            fileItem_ = segment.Item();
+        }
+        inner = LSoundSource(new LCutListAudioCutSource(file_, GetSampleRate(), GetChannels(), segment.gain));
     } else {
         inner = LSoundSource(new LSilenceSourceBase(GetSampleRate(), GetChannels(), segment.length));
     }

@@ -10,6 +10,10 @@
 #include "edit/LCutListAudio.h"
 #include "stream/LSoundSource.h"
 
+#include <memory>
+
+class LFile;
+
 class LCutListAudioSource : public LSoundSourceBase {
 public:
     explicit LCutListAudioSource(const LCutListAudio& list);
@@ -31,4 +35,6 @@ private:
     bool hasCurrent_ = false;  // whether current_ is a segment (its end counts into base_)
     long long base_ = 0;       // timeline frame where current_ begins
     long long end_ = 0;        // the list's length; the private copy never changes
+    std::shared_ptr<LFile> file_;  // the .aud of the item last opened
+    uint16_t fileItem_ = 0;
 };
