@@ -80,12 +80,17 @@ LSoundCacheSink::LSoundCacheSink(uint16_t number, int sampleRate, int channels, 
     if (number_ > kSoundCacheItemLast || sampleRate < 1 || !OpenDataFile(aud_, number_, ".aud") ||
         !OpenDataFile(grf_, number_, ".grf")) {
         SetFailed();
+        return;
     }
+    audWriter_ = std::make_unique<LFileWriteBehind>(aud_.Fd());
 }
 
 LSoundCacheSink::~LSoundCacheSink() {
     if (blockFill_ > 0) WriteGrfFrame();
     if (!grfBuffer_.empty() && grf_.IsOpen()) grf_.WriteAll(grfBuffer_.data(), grfBuffer_.size());
+    // A short write (disk full) shows as a short item; the space check before
+    // the import leaves a margin for exactly that.
+    if (audWriter_) audWriter_->Finish();
     if (length_) *length_ = GetPositionSample();
     if (number_ <= kSoundCacheItemLast) WriteAudInfo();
     aud_.Close();
@@ -96,10 +101,8 @@ LSoundCacheSink::~LSoundCacheSink() {
 void LSoundCacheSink::Write(const float* buffer, long long frames) {
     if (frames <= 0) return;
     AdvancePosition(frames);
-    if (!aud_.IsOpen()) return;
-    // A short write (disk full) shows as a short item; the space check before
-    // the import leaves a margin for exactly that.
-    aud_.WriteAll(buffer, static_cast<size_t>(frames) * GetChannels() * sizeof(float));
+    if (!audWriter_) return;
+    audWriter_->Write(buffer, static_cast<size_t>(frames) * GetChannels() * sizeof(float));
     Accumulate(buffer, frames);
     if (!grfBuffer_.empty()) {
         grf_.WriteAll(grfBuffer_.data(), grfBuffer_.size());

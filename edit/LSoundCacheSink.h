@@ -6,9 +6,11 @@
 // The sink holds a reference on its item from construction to destruction.
 // Its length (frames written) is stored in the caller's variable at close.
 #include "base/LFile.h"
+#include "edit/LFileWriteBehind.h"
 #include "stream/LSoundSinkBase.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 class LSoundCacheSink : public LSoundSinkBase {
@@ -36,6 +38,7 @@ private:
     uint16_t number_;
     long long* length_;
     LFile aud_;
+    std::unique_ptr<LFileWriteBehind> audWriter_;  // .aud data goes out on a worker thread
     LFile grf_;
     std::vector<float> max_;
     std::vector<float> min_;

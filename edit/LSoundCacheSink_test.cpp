@@ -140,3 +140,26 @@ TEST_F(LSoundCacheSourceTest, AudWithoutInfoIsCacheFileWithoutCompanion) {
 }
 
 }  // namespace
+
+namespace {
+
+// Items over a few MiB go out through the write-behind worker: the bytes and
+// their order must be exactly what was written, and the length is known at close.
+TEST_F(LSoundCacheSinkTest, LargeItemWrittenExactlyThroughWorker) {
+    const uint16_t n = Cache().ItemCreateNewAndIncRef();
+    const long long frames = 3 * 131072 + 1234;  // a bit over 3 MiB of stereo floats
+    std::vector<float> data(frames * 2);
+    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<float>(i % 100003) * 1e-5f;
+    long long length = 0;
+    {
+        LSoundCacheSink sink(n, 44100, 2, &length);
+        for (long long done = 0; done < frames; done += 777) sink.Write(data.data() + done * 2, std::min(777LL, frames - done));
+    }
+    EXPECT_EQ(length, frames);
+    const auto aud = kvtest::ReadFileBytes(ItemFile(n, ".aud"));
+    ASSERT_EQ(aud.size(), data.size() * 4);
+    EXPECT_EQ(std::memcmp(aud.data(), data.data(), aud.size()), 0);
+    EXPECT_EQ(kvtest::ReadFileBytes(ItemFile(n, ".grf")).size(), static_cast<size_t>((frames + 255) / 256) * 8);
+}
+
+}  // namespace
