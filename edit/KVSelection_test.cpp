@@ -1,5 +1,7 @@
 #include "edit/KVSelection.h"
 
+#include "edit/KVFileAudio.h"
+
 #include "base/LProcessInterface.h"
 #include "edit/testing/CutListFixture.h"
 
@@ -27,11 +29,21 @@ TEST_F(KVSelectionTest, TrimWithoutBandIsAListEdit) {
     EXPECT_EQ(trimmed.Segments()[0].Item(), list.Segments()[0].Item()) << "no audio is copied";
 }
 
-TEST_F(KVSelectionTest, GetEndAndEmptiness) {
+TEST_F(KVSelectionTest, EmptinessAndGetEnd) {
     EXPECT_TRUE(KVSelection({5, 5, 0, 0, false}).IsEmpty());
     EXPECT_TRUE(KVSelection({5, 9, 300, 300, true}).IsEmpty());
     EXPECT_FALSE(KVSelection({5, 9, 300, 300, false}).IsEmpty());
     EXPECT_FALSE(KVSelection({5, 9, 300, 400, true}).IsEmpty());
+
+    KVFileAudio audio(MakeList(Numbered(100, 0)));
+    audio.cutList.EfInsertSilence(100, 20);
+    EXPECT_EQ(audio.GetEnd(), 120);
+    audio.selection = {10, 30, 0, 0, false};
+    EXPECT_EQ(audio.GetEnd(), 30);
+    audio.selection = {10, 30, 800, 800, true};
+    EXPECT_EQ(audio.GetEnd(), 120);
+    audio.selection = {10, 30, 800, 900, true};
+    EXPECT_EQ(audio.GetEnd(), 30);
 }
 
 // Amplitude of the component at `hz` (least squares on sine and cosine over
