@@ -1,7 +1,9 @@
 #include "edit/KVFile.h"
 
 #include "base/LSettings.h"
+#include "edit/LFileModifier.h"
 #include "edit/testing/CutListFixture.h"
+#include "edit/testing/FakeFileView.h"
 
 #include <gtest/gtest.h>
 
@@ -299,11 +301,12 @@ TEST_F(KVFileTest, RandomEditsLeaveNoUnreferencedItemsBehind) {
         return counts;
     };
 
+    FakeFileView view(file.get());
     std::mt19937 random(1234);
     auto pick = [&](long long limit) { return limit <= 0 ? 0LL : static_cast<long long>(random() % limit); };
     for (int step = 0; step < 600; ++step) {
         const long long length = file->cutList.GetLength();
-        switch (random() % 6) {
+        switch (random() % 8) {
         case 0: {
             file->SaveForUndo("Löschen");
             const long long a = pick(length + 1);
@@ -326,6 +329,19 @@ TEST_F(KVFileTest, RandomEditsLeaveNoUnreferencedItemsBehind) {
         case 3:
             file->Undo();
             break;
+        case 6:
+        case 7: {
+            // Through the modify bracket; every other one fails half-way.
+            KVCoreUtils::StartModifyFile(&view, "Effekt");
+            LFileModifier modifier(&view);
+            LCutListAudio rendered = MakeList(Numbered(16, 7000.0f + step));
+            file->cutList.EfInsert(pick(length + 1), rendered);
+            if (random() % 2) {
+                KVCoreUtils::EndModifyFile(&view);
+                modifier.Commit();
+            }
+            break;
+        }
         case 4:
             file->Redo();
             break;
@@ -343,6 +359,7 @@ TEST_F(KVFileTest, RandomEditsLeaveNoUnreferencedItemsBehind) {
                 ASSERT_EQ(Cache().GetRefCount(item), count) << "item " << item << " at step " << step;
         }
     }
+    view.Controller().Take();
     file.reset();
     pool.clear();
 
