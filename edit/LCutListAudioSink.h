@@ -11,6 +11,7 @@
 // leaves it partly rewritten, so ".grf" stays true to ".aud".
 #include "base/LFile.h"
 #include "edit/LCutListSegment.h"
+#include "edit/LGrfPeakAccumulator.h"
 #include "stream/LSoundSinkBase.h"
 
 #include <vector>
@@ -19,8 +20,6 @@ class LCutListAudio;
 
 class LCutListAudioSink : public LSoundSinkBase {
 public:
-    static constexpr int kGrfBlockFrames = 256;
-
     // target must outlive the sink. A new item is made for it; status bit 0
     // when that fails or its files can't be opened.
     LCutListAudioSink(LCutListAudio* target, int sampleRate, int channels);
@@ -41,14 +40,8 @@ public:
 
 private:
     bool IsOpen() const { return aud_.IsOpen() && grf_.IsOpen(); }
-    // Peaks of frames into the open block, writing records as blocks fill.
-    void Accumulate(const float* buffer, long long frames);
-    // Only the maxima and minima; the block doesn't move.
-    void AccumulatePeaks(const float* buffer, long long frames);
     // Peaks of frames already in ".aud", from `from` up to `to`.
     void AccumulateFromFile(long long from, long long to);
-    // Queues the record of the open block and starts the next block.
-    void WriteGrfRecord();
     // Writes the queued records at the .grf file position.
     void FlushGrf();
     // Finishes a partly filled block with the frames that follow in ".aud",
@@ -61,8 +54,5 @@ private:
     LFile aud_;
     LFile grf_;
     long long written_ = 0;  // furthest frame written
-    std::vector<float> max_;
-    std::vector<float> min_;
-    int blockFill_ = 0;             // frames of the open block before the position
-    std::vector<uint8_t> grfPending_;  // records not yet in .grf
+    LGrfPeakAccumulator peaks_;  // the open block counts the frames before the position
 };

@@ -1,3 +1,4 @@
+#include "edit/LGrfPeakAccumulator.h"
 #include "edit/LCutListAudioSink.h"
 
 #include "edit/LCutListAudio.h"
@@ -24,7 +25,7 @@ std::vector<uint8_t> ExpectedGrf(const std::vector<float>& samples, int channels
                 mx = std::max(mx, samples[f * channels + c]);
                 mn = std::min(mn, samples[f * channels + c]);
             }
-            for (uint16_t w : {LSoundCacheSink::PeakWord(mx), LSoundCacheSink::PeakWord(-mn)}) {
+            for (uint16_t w : {LGrfPeakAccumulator::PeakWord(mx), LGrfPeakAccumulator::PeakWord(-mn)}) {
                 out.push_back(static_cast<uint8_t>(w));
                 out.push_back(static_cast<uint8_t>(w >> 8));
             }

@@ -1,3 +1,4 @@
+#include "edit/LGrfPeakAccumulator.h"
 #include "edit/LSoundCacheSink.h"
 
 #include "edit/LSoundCacheItemAdd.h"
@@ -13,13 +14,13 @@ uint16_t Word(const std::vector<uint8_t>& bytes, size_t index) {
     return static_cast<uint16_t>(bytes[index * 2] | (bytes[index * 2 + 1] << 8));
 }
 
-TEST(LSoundCacheSinkPeakWord, PinnedValues) {
-    EXPECT_EQ(LSoundCacheSink::PeakWord(0.0f), 0);
-    EXPECT_EQ(LSoundCacheSink::PeakWord(1.0f), 4134);
-    EXPECT_EQ(LSoundCacheSink::PeakWord(1e-9f), 1);
-    EXPECT_EQ(LSoundCacheSink::PeakWord(20.0f), 65535);
-    EXPECT_EQ(LSoundCacheSink::PeakWord(15.848932f), 65534);
-    EXPECT_EQ(LSoundCacheSink::PeakWord(0.5f), 2067);
+TEST(LGrfPeakAccumulator, PeakWordsArePinned) {
+    EXPECT_EQ(LGrfPeakAccumulator::PeakWord(0.0f), 0);
+    EXPECT_EQ(LGrfPeakAccumulator::PeakWord(1.0f), 4134);
+    EXPECT_EQ(LGrfPeakAccumulator::PeakWord(1e-9f), 1);
+    EXPECT_EQ(LGrfPeakAccumulator::PeakWord(20.0f), 65535);
+    EXPECT_EQ(LGrfPeakAccumulator::PeakWord(15.848932f), 65534);
+    EXPECT_EQ(LGrfPeakAccumulator::PeakWord(0.5f), 2067);
 }
 
 using LSoundCacheSinkTest = SoundCacheTest;
