@@ -80,7 +80,7 @@ bool LFile::WriteAll(const void* data, size_t size) {
     return true;
 }
 
-int64_t LFile::ReadAt(void* buffer, size_t size, int64_t offset) {
+int64_t LFile::ReadAt(void* buffer, size_t size, int64_t offset) const {
     auto* bytes = static_cast<char*>(buffer);
     size_t done = 0;
     while (done < size) {

@@ -48,7 +48,7 @@ public:
     bool WriteAll(const void* data, size_t size);
     bool WriteAll(std::string_view text) { return WriteAll(text.data(), text.size()); }
     // Positioned forms that leave the file offset alone.
-    int64_t ReadAt(void* buffer, size_t size, int64_t offset);
+    int64_t ReadAt(void* buffer, size_t size, int64_t offset) const;
     bool WriteAllAt(const void* data, size_t size, int64_t offset);
 
     // lseek; returns the new position or -1.

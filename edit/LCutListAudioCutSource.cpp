@@ -1,12 +1,14 @@
 #include "edit/LCutListAudioCutSource.h"
 
 #include "edit/LSoundCache.h"
+#include "edit/LSoundCacheSource.h"
 
 #include <fcntl.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 
 static_assert(std::endian::native == std::endian::little, ".aud holds little-endian floats read in place");
 
@@ -34,26 +36,12 @@ long long LCutListAudioCutSource::GetEndSample() const {
 
 void LCutListAudioCutSource::Read(float* buffer, long long frames) {
     if (frames <= 0) return;
-    const long long channels = GetChannels();
-    float* out = buffer;
-    long long at = position_, left = frames;
-    if (at < 0) {
-        const long long zeros = std::min(left, -at);
-        std::fill_n(out, zeros * channels, 0.0f);
-        out += zeros * channels;
-        at += zeros;
-        left -= zeros;
-    }
-    if (left > 0) {
-        const size_t bytes = static_cast<size_t>(left * frameBytes_);
-        int64_t got = aud_->IsOpen() ? aud_->ReadAt(out, bytes, at * frameBytes_) : 0;
-        got = std::max<int64_t>(got, 0);
-        // Past the end of the file (or a file cut short): silence.
-        std::memset(reinterpret_cast<char*>(out) + got, 0, bytes - static_cast<size_t>(got));
-        if (gain_ != 1.0f) {
-            const long long n = got / 4;
-            for (long long i = 0; i < n; ++i) out[i] *= gain_;
-        }
+    static const LFile kNoFile;
+    const LFile& aud = aud_ ? *aud_ : kNoFile;
+    LSoundCacheReadFrames(aud, buffer, position_, frames, GetChannels(), std::numeric_limits<long long>::max());
+    if (gain_ != 1.0f) {
+        const long long n = frames * GetChannels();
+        for (long long i = 0; i < n; ++i) buffer[i] *= gain_;
     }
     position_ += frames;
 }

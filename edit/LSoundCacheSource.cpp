@@ -41,29 +41,30 @@ LSoundCacheSource::~LSoundCacheSource() {
     LSoundCache::Instance().DecRef(number_);
 }
 
-void LSoundCacheSource::Read(float* buffer, long long frames) {
-    if (frames <= 0) return;
-    const long long channels = GetChannels();
-    long long at = position_;
-    long long left = frames;
-    float* out = buffer;
+void LSoundCacheReadFrames(const LFile& aud, float* out, long long at, long long frames, int channels,
+                           long long end) {
     if (at < 0) {
-        const long long zeros = std::min(left, -at);
+        const long long zeros = std::min(frames, -at);
         std::fill_n(out, zeros * channels, 0.0f);
         out += zeros * channels;
         at += zeros;
-        left -= zeros;
+        frames -= zeros;
     }
-    if (left > 0 && at < end_ && aud_.IsOpen()) {
-        const long long inFile = std::min(left, end_ - at);
+    if (frames > 0 && at < end && aud.IsOpen()) {
+        const long long inFile = std::min(frames, end - at);
         const size_t bytes = static_cast<size_t>(inFile * channels * 4);
-        int64_t got = aud_.ReadAt(out, bytes, at * channels * 4);
+        int64_t got = aud.ReadAt(out, bytes, at * channels * 4);
         if (got < 0) got = 0;
-        // A file cut short by a full disk reads as silence where it ends.
+        // A file cut short (a full disk, a deleted item) reads as silence where it ends.
         std::memset(reinterpret_cast<char*>(out) + got, 0, bytes - static_cast<size_t>(got));
         out += inFile * channels;
-        left -= inFile;
+        frames -= inFile;
     }
-    std::fill_n(out, left * channels, 0.0f);
+    if (frames > 0) std::fill_n(out, frames * channels, 0.0f);
+}
+
+void LSoundCacheSource::Read(float* buffer, long long frames) {
+    if (frames <= 0) return;
+    LSoundCacheReadFrames(aud_, buffer, position_, frames, GetChannels(), end_);
     position_ += frames;
 }

@@ -32,3 +32,10 @@ private:
     long long position_ = 0;
     long long end_ = 0;
 };
+
+// Reads `frames` frames from frame `at` of an item's ".aud" (interleaved
+// floats, `channels` per frame) into out. Frames before 0, at or past `end`,
+// beyond the file's end, or from a file that isn't open read as zeros. Shared
+// by every reader of cache items.
+void LSoundCacheReadFrames(const LFile& aud, float* out, long long at, long long frames, int channels,
+                           long long end);
