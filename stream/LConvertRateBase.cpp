@@ -200,36 +200,29 @@ inline void Kernel1(const KernelArgs& a) {
     a.out[0] = HorizontalSum(_mm_add_ps(s0, s1));
 }
 
-inline void Kernel2(const KernelArgs& a) {
-    const int n = a.window * 2;
+// Lane-wise sums of x[k] * h[k] over n floats (n a multiple of 4), with four
+// accumulators so the additions don't wait on each other.
+inline __m128 LaneDot(const float* x, const float* h, int n) {
     __m128 s0 = _mm_setzero_ps(), s1 = _mm_setzero_ps(), s2 = _mm_setzero_ps(), s3 = _mm_setzero_ps();
     int k = 0;
     for (; k + 16 <= n; k += 16) {
-        s0 = _mm_add_ps(s0, _mm_mul_ps(_mm_loadu_ps(a.x + k), _mm_loadu_ps(a.h + k)));
-        s1 = _mm_add_ps(s1, _mm_mul_ps(_mm_loadu_ps(a.x + k + 4), _mm_loadu_ps(a.h + k + 4)));
-        s2 = _mm_add_ps(s2, _mm_mul_ps(_mm_loadu_ps(a.x + k + 8), _mm_loadu_ps(a.h + k + 8)));
-        s3 = _mm_add_ps(s3, _mm_mul_ps(_mm_loadu_ps(a.x + k + 12), _mm_loadu_ps(a.h + k + 12)));
+        s0 = _mm_add_ps(s0, _mm_mul_ps(_mm_loadu_ps(x + k), _mm_loadu_ps(h + k)));
+        s1 = _mm_add_ps(s1, _mm_mul_ps(_mm_loadu_ps(x + k + 4), _mm_loadu_ps(h + k + 4)));
+        s2 = _mm_add_ps(s2, _mm_mul_ps(_mm_loadu_ps(x + k + 8), _mm_loadu_ps(h + k + 8)));
+        s3 = _mm_add_ps(s3, _mm_mul_ps(_mm_loadu_ps(x + k + 12), _mm_loadu_ps(h + k + 12)));
     }
-    for (; k < n; k += 4) s0 = _mm_add_ps(s0, _mm_mul_ps(_mm_loadu_ps(a.x + k), _mm_loadu_ps(a.h + k)));
-    __m128 s = _mm_add_ps(_mm_add_ps(s0, s1), _mm_add_ps(s2, s3));
+    for (; k < n; k += 4) s0 = _mm_add_ps(s0, _mm_mul_ps(_mm_loadu_ps(x + k), _mm_loadu_ps(h + k)));
+    return _mm_add_ps(_mm_add_ps(s0, s1), _mm_add_ps(s2, s3));
+}
+
+inline void Kernel2(const KernelArgs& a) {
+    __m128 s = LaneDot(a.x, a.h, a.window * 2);
     // Lanes 0 and 2 are left, 1 and 3 right.
     s = _mm_add_ps(s, _mm_movehl_ps(s, s));
     _mm_storel_pi(reinterpret_cast<__m64*>(a.out), s);
 }
 
-inline void Kernel4(const KernelArgs& a) {
-    const int n = a.window * 4;
-    __m128 s0 = _mm_setzero_ps(), s1 = _mm_setzero_ps(), s2 = _mm_setzero_ps(), s3 = _mm_setzero_ps();
-    int k = 0;
-    for (; k + 16 <= n; k += 16) {
-        s0 = _mm_add_ps(s0, _mm_mul_ps(_mm_loadu_ps(a.x + k), _mm_loadu_ps(a.h + k)));
-        s1 = _mm_add_ps(s1, _mm_mul_ps(_mm_loadu_ps(a.x + k + 4), _mm_loadu_ps(a.h + k + 4)));
-        s2 = _mm_add_ps(s2, _mm_mul_ps(_mm_loadu_ps(a.x + k + 8), _mm_loadu_ps(a.h + k + 8)));
-        s3 = _mm_add_ps(s3, _mm_mul_ps(_mm_loadu_ps(a.x + k + 12), _mm_loadu_ps(a.h + k + 12)));
-    }
-    for (; k < n; k += 4) s0 = _mm_add_ps(s0, _mm_mul_ps(_mm_loadu_ps(a.x + k), _mm_loadu_ps(a.h + k)));
-    _mm_storeu_ps(a.out, _mm_add_ps(_mm_add_ps(s0, s1), _mm_add_ps(s2, s3)));
-}
+inline void Kernel4(const KernelArgs& a) { _mm_storeu_ps(a.out, LaneDot(a.x, a.h, a.window * 4)); }
 
 inline void Kernel6(const KernelArgs& a) {
     const int n = a.window * 6;  // a multiple of 12: two frames per step
