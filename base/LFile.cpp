@@ -47,19 +47,31 @@ int LFile::Release() {
     return fd;
 }
 
-int64_t LFile::Read(void* buffer, size_t size) {
-    auto* bytes = static_cast<char*>(buffer);
+namespace {
+
+// Calls io(bytes, count, done) until size bytes have moved, the file ends (0)
+// or it fails; interrupted calls are repeated. Returns the bytes moved, or -1
+// when the first call failed.
+template <class Io>
+int64_t TransferFully(size_t size, Io io) {
     size_t done = 0;
     while (done < size) {
-        ssize_t got = ::read(fd_, bytes + done, size - done);
-        if (got < 0) {
+        ssize_t moved = io(size - done, done);
+        if (moved < 0) {
             if (errno == EINTR) continue;
             return done > 0 ? static_cast<int64_t>(done) : -1;
         }
-        if (got == 0) break;
-        done += static_cast<size_t>(got);
+        if (moved == 0) break;
+        done += static_cast<size_t>(moved);
     }
     return static_cast<int64_t>(done);
+}
+
+}  // namespace
+
+int64_t LFile::Read(void* buffer, size_t size) {
+    auto* bytes = static_cast<char*>(buffer);
+    return TransferFully(size, [&](size_t count, size_t done) { return ::read(fd_, bytes + done, count); });
 }
 
 bool LFile::ReadExact(void* buffer, size_t size) {
@@ -68,46 +80,22 @@ bool LFile::ReadExact(void* buffer, size_t size) {
 
 bool LFile::WriteAll(const void* data, size_t size) {
     const auto* bytes = static_cast<const char*>(data);
-    while (size > 0) {
-        ssize_t put = ::write(fd_, bytes, size);
-        if (put < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        bytes += put;
-        size -= static_cast<size_t>(put);
-    }
-    return true;
+    return TransferFully(size, [&](size_t count, size_t done) { return ::write(fd_, bytes + done, count); }) ==
+           static_cast<int64_t>(size);
 }
 
 int64_t LFile::ReadAt(void* buffer, size_t size, int64_t offset) const {
     auto* bytes = static_cast<char*>(buffer);
-    size_t done = 0;
-    while (done < size) {
-        ssize_t got = ::pread(fd_, bytes + done, size - done, static_cast<off_t>(offset + done));
-        if (got < 0) {
-            if (errno == EINTR) continue;
-            return done > 0 ? static_cast<int64_t>(done) : -1;
-        }
-        if (got == 0) break;
-        done += static_cast<size_t>(got);
-    }
-    return static_cast<int64_t>(done);
+    return TransferFully(size, [&](size_t count, size_t done) {
+        return ::pread(fd_, bytes + done, count, static_cast<off_t>(offset + done));
+    });
 }
 
 bool LFile::WriteAllAt(const void* data, size_t size, int64_t offset) {
     const auto* bytes = static_cast<const char*>(data);
-    while (size > 0) {
-        ssize_t put = ::pwrite(fd_, bytes, size, static_cast<off_t>(offset));
-        if (put < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        bytes += put;
-        offset += put;
-        size -= static_cast<size_t>(put);
-    }
-    return true;
+    return TransferFully(size, [&](size_t count, size_t done) {
+               return ::pwrite(fd_, bytes + done, count, static_cast<off_t>(offset + done));
+           }) == static_cast<int64_t>(size);
 }
 
 int64_t LFile::Seek(int64_t offset, int whence) {
