@@ -97,6 +97,36 @@ struct AvxOps {
     static KV_FFT_INLINE void Store(float* p, V v) { *reinterpret_cast<Unaligned*>(p) = v; }
     static KV_FFT_INLINE V Set(float x) { return V{x, x, x, x, x, x, x, x}; }
     static KV_FFT_INLINE V Broadcast(const float* p) { return Set(*p); }
+    // Eight interleaved (re, im) pairs into a re and an im vector.
+    static KV_FFT_INLINE Cx<V> LoadPairs(const float* p) {
+        const V a = Load(p), b = Load(p + 8);
+        return {__builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14),
+                __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15)};
+    }
+    // Rows a, b, c, d become columns within each 128-bit half: afterwards
+    // a = [column 0 | column 4], b = [1 | 5], c = [2 | 6], d = [3 | 7].
+    static KV_FFT_INLINE void TransposeHalves(V& a, V& b, V& c, V& d) {
+        const V t0 = __builtin_shufflevector(a, b, 0, 8, 1, 9, 4, 12, 5, 13);
+        const V t1 = __builtin_shufflevector(a, b, 2, 10, 3, 11, 6, 14, 7, 15);
+        const V t2 = __builtin_shufflevector(c, d, 0, 8, 1, 9, 4, 12, 5, 13);
+        const V t3 = __builtin_shufflevector(c, d, 2, 10, 3, 11, 6, 14, 7, 15);
+        a = __builtin_shufflevector(t0, t2, 0, 1, 8, 9, 4, 5, 12, 13);
+        b = __builtin_shufflevector(t0, t2, 2, 3, 10, 11, 6, 7, 14, 15);
+        c = __builtin_shufflevector(t1, t3, 0, 1, 8, 9, 4, 5, 12, 13);
+        d = __builtin_shufflevector(t1, t3, 2, 3, 10, 11, 6, 7, 14, 15);
+    }
+    static KV_FFT_INLINE V LowHalves(V a, V b) { return __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11); }
+    static KV_FFT_INLINE V HighHalves(V a, V b) { return __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15); }
+    // y[0..8) as eight rows of eight lanes; stores column l (lane l of
+    // every row) at out + 8*l.
+    static KV_FFT_INLINE void StoreTransposed(V* y, float* out) {
+        TransposeHalves(y[0], y[1], y[2], y[3]);
+        TransposeHalves(y[4], y[5], y[6], y[7]);
+        for (int l = 0; l < 4; ++l) {
+            Store(out + 8 * l, LowHalves(y[l], y[l + 4]));
+            Store(out + 8 * (l + 4), HighHalves(y[l], y[l + 4]));
+        }
+    }
 };
 
 bool HasAvx2Fma() {
@@ -230,8 +260,8 @@ struct PairInput {
 };
 
 // The first pass (s == 1) runs across p, loading each twiddle row as a
-// vector. Its outputs y[R*p + j] for the lanes' p form 4x4 blocks that are
-// transposed to store contiguously.
+// vector. Its outputs y[R*p + j] for the lanes' p form 4x4 (SSE) or 8x8
+// (AVX) blocks that are transposed to store contiguously.
 template <class Ops, int R, class Input, class F>
 KV_FFT_INLINE void FirstPass(Input in, F* yr, F* yi, long m, const F* twr, const F* twi) {
     using V = typename Ops::V;
@@ -247,6 +277,13 @@ KV_FFT_INLINE void FirstPass(Input in, F* yr, F* yi, long m, const F* twr, const
                 yr[R * p + j] = y[j].r;
                 yi[R * p + j] = y[j].i;
             }
+        } else if constexpr (kW == 8) {
+            static_assert(R == 8);
+            V row[R];
+            for (int j = 0; j < R; ++j) row[j] = y[j].r;
+            Ops::StoreTransposed(row, yr + R * p);
+            for (int j = 0; j < R; ++j) row[j] = y[j].i;
+            Ops::StoreTransposed(row, yi + R * p);
         } else {
             static_assert(kW == 4 && R % 4 == 0);
             for (int g = 0; g < R; g += 4) {
@@ -262,7 +299,7 @@ KV_FFT_INLINE void FirstPass(Input in, F* yr, F* yi, long m, const F* twr, const
 }
 
 template <class Ops, class Input, class F>
-void RunFirst(int radix, Input in, F* yr, F* yi, long m, const F* twr, const F* twi) {
+KV_FFT_INLINE void RunFirst(int radix, Input in, F* yr, F* yi, long m, const F* twr, const F* twi) {
     if constexpr (Ops::kWidth == 1)
         if (radix == 2) return FirstPass<Ops, 2>(in, yr, yi, m, twr, twi);
     switch (radix) {
@@ -271,26 +308,45 @@ void RunFirst(int radix, Input in, F* yr, F* yi, long m, const F* twr, const F* 
     }
 }
 
-// Radices of the passes, first to last: radix 8 wherever possible. When
-// the order leaves two over, a radix-4 pass goes last (no twiddles there,
-// and every earlier s stays a multiple of eight so that all earlier passes
-// run full AVX lanes); when it leaves one over, two radix-4 passes go first
-// (measured no slower than radix-8 passes and a radix-2 pass at the end,
-// and faster than a radix-16 last pass, whose sixteen points spill
-// registers).
+#ifdef KV_FFT_AVX
+// Eight lanes of p make 8x8 output blocks, so only a radix-8 first pass runs
+// here; the pass plan puts radix 8 first wherever the size allows it.
+KV_FFT_AVX_TARGET void RunFirstAvx(const float* re, const float* im, float* yr, float* yi, long m, const float* twr,
+                                   const float* twi) {
+    FirstPass<AvxOps, 8>(SplitInput<AvxOps, float>{re, im}, yr, yi, m, twr, twi);
+}
+
+KV_FFT_AVX_TARGET void RunFirstAvx(const float* pairs, float* yr, float* yi, long m, const float* twr,
+                                   const float* twi) {
+    FirstPass<AvxOps, 8>(PairInput<AvxOps, float>{pairs}, yr, yi, m, twr, twi);
+}
+#endif
+
+// Radices of the passes, first to last: radix 8 wherever possible. The
+// first pass is radix 8 so that every later pass has s a multiple of eight
+// and runs full AVX lanes; the one or two radix-4 passes the order leaves
+// over come right after it. (Measured: a radix-4 first pass costs a
+// four-wide second pass, about 30% at 1024 points; radix-4 passes in second
+// place are at least as fast as at the end, and a radix-16 pass spills
+// registers.)
 std::vector<int> Radices(unsigned long order) {
-    if (order == 0) return {};
-    if (order == 1) return {2};
-    std::vector<int> radices;
-    unsigned long left = order;
-    if (left % 3 == 1) {
-        radices = {4, 4};
-        left -= 4;
+    switch (order) {
+    case 0: return {};
+    case 1: return {2};
+    case 2: return {4};
+    case 4: return {4, 4};
+    default: break;
     }
-    const bool fourLast = left % 3 == 2;
-    if (fourLast) left -= 2;
+    std::vector<int> radices = {8};
+    unsigned long left = order - 3;
+    if (left % 3 == 1) {
+        radices.insert(radices.end(), {4, 4});
+        left -= 4;
+    } else if (left % 3 == 2) {
+        radices.push_back(4);
+        left -= 2;
+    }
     for (; left > 0; left -= 3) radices.push_back(8);
-    if (fourLast) radices.push_back(4);
     return radices;
 }
 
@@ -388,6 +444,19 @@ void LFFTOf<T>::RunStages(const T* pairs, T* re, T* im) {
         const T* twi = st.wi.data();
         if (k == 0) {
             // s == 1
+#ifdef KV_FFT_AVX
+            if constexpr (std::is_same_v<T, float>) {
+                if (path_ == LFFTPath::Avx2 && st.m % 8 == 0 && st.radix == 8) {
+                    if (pairs)
+                        RunFirstAvx(pairs, dstR, dstI, st.m, twr, twi);
+                    else
+                        RunFirstAvx(re, im, dstR, dstI, st.m, twr, twi);
+                    srcR = dstR;
+                    srcI = dstI;
+                    continue;
+                }
+            }
+#endif
 #ifdef KV_FFT_SSE
             if constexpr (std::is_same_v<T, float>) {
                 if (path_ != LFFTPath::Portable && st.m % 4 == 0 && st.radix >= 4) {

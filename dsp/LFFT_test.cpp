@@ -200,9 +200,10 @@ bool Avx2Available() {
 }
 
 // Each instruction-set path, forced, against the direct DFT and round trip.
-// Orders cover every pass plan: a lone pass, the leading radix-4 pair, the
-// trailing radix-4 pass, and sizes where s reaches the four- and eight-wide
-// passes.
+// Orders cover every pass plan: a lone pass, the radix-4 pair and the single
+// radix-4 pass after the first, the four-wide first pass of the small sizes
+// and the eight-wide (8x8 transposing) first pass from 64 points on, fed with
+// split arrays (complex) and with interleaved pairs (real).
 TEST(LFFT, EveryPathMatchesDirectDft) {
     std::vector<LFFTPath> paths = {LFFTPath::Portable, LFFTPath::Sse2};
     if (Avx2Available()) paths.push_back(LFFTPath::Avx2);
