@@ -8,10 +8,12 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -52,7 +54,9 @@ uint16_t LSoundCacheParseItemNumber(const char* fileName) {
     return static_cast<uint16_t>(value);
 }
 
-LSoundCache::LSoundCache() : counts_(new uint16_t[kItemCount]()), known_(new uint8_t[kItemCount]()) {
+LSoundCache::LSoundCache()
+    : counts_(new uint16_t[kItemCount]()), known_(new uint8_t[kItemCount]()), holds_(new int[kItemCount]) {
+    std::fill_n(holds_.get(), kItemCount, -1);
     const std::string data = LFile::GetUserDataFolderApp();
     if (!data.empty()) {
         const std::string folder = data + "/soundcache";
@@ -71,6 +75,7 @@ void LSoundCache::SetCacheFolder(const std::string& folder) {
     LFile::CreateFolder(folder);
     Lock lock(mutex_);
     if (folder == folder_) return;
+    ReleaseAllItems();
     folder_ = folder;
     std::fill_n(counts_.get(), kItemCount, uint16_t{0});
     rescan_ = true;
@@ -89,7 +94,7 @@ bool LSoundCache::HasCacheFolder() const {
 void LSoundCache::IncRef(uint16_t number) {
     if (number > kSoundCacheItemLast) return;
     Lock lock(mutex_);
-    if (counts_[number] < kSoundCacheItemNone) ++counts_[number];
+    if (counts_[number] < kSoundCacheItemNone && ++counts_[number] == 1) HoldItem(number);
 }
 
 void LSoundCache::DecRef(uint16_t number) {
@@ -104,6 +109,7 @@ void LSoundCache::DecRef(uint16_t number) {
             return;
         }
         count = 0;
+        if (number <= kSoundCacheItemLast) ReleaseItem(number);
     }
     if (number == kSoundCacheItemSilence) return;
     if (OriginalFileStillMatches(number)) return;
@@ -202,7 +208,11 @@ uint16_t LSoundCache::ItemCreateNewAndIncRef() {
                 counts_[number] = 1;
                 known_[number] = 1;
             }
-            if (ClaimAudFile(number)) return number;
+            if (ClaimAudFile(number)) {
+                Lock lock(mutex_);
+                HoldItem(number);
+                return number;
+            }
             const bool takenElsewhere = errno == EEXIST;
             Lock lock(mutex_);
             counts_[number] = 0;
@@ -217,8 +227,47 @@ uint16_t LSoundCache::ItemCreateNewAndIncRef() {
     return kSoundCacheItemNone;
 }
 
+void LSoundCache::HoldItem(uint16_t number) {
+    if (holds_[number] >= 0 || holdCount_ >= kMaxHolds) return;
+    const std::string path = GetFilePath(number, ".aud");
+    if (path.empty()) return;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return;
+    if (::flock(fd, LOCK_SH | LOCK_NB) != 0) {
+        ::close(fd);
+        return;
+    }
+    holds_[number] = fd;
+    ++holdCount_;
+}
+
+void LSoundCache::ReleaseItem(uint16_t number) {
+    if (holds_[number] < 0) return;
+    ::close(holds_[number]);
+    holds_[number] = -1;
+    --holdCount_;
+}
+
+void LSoundCache::ReleaseAllItems() {
+    for (int n = 0; n < kItemCount; ++n) ReleaseItem(static_cast<uint16_t>(n));
+}
+
+bool LSoundCache::IsHeldElsewhere(uint16_t number) const {
+    const std::string path = GetFilePath(number, ".aud");
+    if (path.empty()) return false;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;  // no audio left to protect
+    const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    ::close(fd);  // also drops the probe's own lock
+    return held;
+}
+
 void LSoundCache::CacheItemDelete(uint16_t number) {
     if (number > kSoundCacheItemLast) return;
+    if (IsHeldElsewhere(number)) {
+        SetKnown(number, true);
+        return;
+    }
     for (const char* extension : kExtensions) {
         const std::string path = GetFilePath(number, extension);
         if (!path.empty()) ::unlink(path.c_str());
@@ -239,6 +288,7 @@ void LSoundCache::DeleteCachedFiles(const char* pattern) {
     ForEachMatchingFile(folder, pattern, [&](const char* name) {
         const uint16_t number = LSoundCacheParseItemNumber(name);
         if (number == kSoundCacheItemNone || GetRefCount(number) != 0) return;
+        if (number <= kSoundCacheItemLast && IsHeldElsewhere(number)) return;
         const std::string path = folder + "/" + name;
         struct stat st;
         if (::stat(path.c_str(), &st) == 0 && (st.st_mode & S_IWUSR) == 0) ::chmod(path.c_str(), st.st_mode | S_IWUSR);
@@ -313,6 +363,7 @@ void LSoundCache::SetFreeSpaceFunctionForTesting(FreeSpaceFunction function) {
 
 void LSoundCache::ResetForTesting(const std::string& folder) {
     Lock lock(mutex_);
+    ReleaseAllItems();
     folder_ = folder;
     std::fill_n(counts_.get(), kItemCount, uint16_t{0});
     std::fill_n(known_.get(), kItemCount, uint8_t{0});

@@ -54,7 +54,9 @@ public:
     // cleanup once when numbers run out. kSoundCacheItemNone on failure.
     uint16_t ItemCreateNewAndIncRef();
 
-    // Unlinks the five files of the item and clears its known flag.
+    // Unlinks the five files of the item and clears its known flag, unless
+    // another instance sharing the folder still uses the item: then its files
+    // stay and the number stays known.
     void CacheItemDelete(uint16_t number);
     // Every unreferenced item file of the five kinds.
     void DeleteCachedFiles();
@@ -92,11 +94,25 @@ private:
     void ScanItem(uint16_t number);
     bool OriginalFileStillMatches(uint16_t number) const;
     bool ClaimAudFile(uint16_t number);
+    // While this process refers to an item it keeps a shared flock on the
+    // item's .aud. Instances that share a folder keep separate counts, so this
+    // lock is how one instance sees that another still uses an item and must
+    // not delete it. Both are called under the mutex.
+    void HoldItem(uint16_t number);
+    void ReleaseItem(uint16_t number);
+    void ReleaseAllItems();
+    // True when another process holds the item's .aud.
+    bool IsHeldElsewhere(uint16_t number) const;
 
     mutable std::recursive_mutex mutex_;
     std::string folder_;
     std::unique_ptr<uint16_t[]> counts_;
     std::unique_ptr<uint8_t[]> known_;
+    std::unique_ptr<int[]> holds_;  // descriptor holding the shared lock, or -1
+    int holdCount_ = 0;
+    // Descriptors spent on holds at most; items past that go unguarded rather
+    // than starving the process of descriptors.
+    static constexpr int kMaxHolds = 1024;
     bool rescan_ = true;
     FreeSpaceFunction freeSpace_;
 };

@@ -1,5 +1,7 @@
 #include "edit/LSoundCache.h"
 
+#include "base/LFile.h"
+
 #include "edit/LSoundCacheCleanup.h"
 #include "edit/LSoundCacheItemAdd.h"
 #include "edit/LSoundCacheItemAnalyzerManager.h"
@@ -10,6 +12,8 @@
 #include "sdf/LOutputStreamByteArray.h"
 #include "sdf/LSDFWriter.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -428,3 +432,61 @@ TEST_F(LSoundCacheTest, TwoProcessesImportDistinctItems) {
 }
 
 }  // namespace
+
+// Instances sharing a folder count references separately. An item that
+// another instance still uses survives this instance's last release and its
+// cleanups, and goes once the other instance lets it go.
+TEST_F(LSoundCacheTest, ItemUsedByAnotherInstanceIsNeverDeleted) {
+    const uint16_t n = EditItem();  // this instance's only reference
+    Cache().IncRef(n);
+    int ready[2], done[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    ASSERT_EQ(::pipe(done), 0);
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        ::close(ready[0]);
+        ::close(done[1]);
+        LSoundCache::Instance().ResetForTesting(dir_.Path());  // a separate instance
+        LSoundCache::Instance().IncRef(n);
+        char byte = 1;
+        if (::write(ready[1], &byte, 1) != 1) _exit(2);
+        while (::read(done[0], &byte, 1) > 0) {
+        }
+        _exit(0);
+    }
+    ::close(ready[1]);
+    ::close(done[0]);
+    char byte;
+    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+
+    Cache().DecRef(n);
+    Cache().DecRef(n);  // our last reference: an edit item would go now
+    EXPECT_EQ(Cache().GetRefCount(n), 0);
+    EXPECT_TRUE(LSoundCacheItemIsValid(n));
+    EXPECT_TRUE(Cache().IsKnown(n));  // and its number is not handed out again
+    LSoundCacheCleanup(4);
+    EXPECT_TRUE(LSoundCacheItemIsValid(n));
+
+    ::close(done[1]);
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    ::close(ready[0]);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    LSoundCacheCleanup(4);
+    EXPECT_FALSE(LSoundCacheItemIsValid(n));
+    EXPECT_FALSE(::access(ItemFile(n, ".aud").c_str(), F_OK) == 0);
+}
+
+// References of this instance keep a shared lock, and dropping them drops it.
+TEST_F(LSoundCacheTest, ReferencedItemsHoldTheirAudioFile) {
+    const uint16_t n = EditItem();
+    LFile probe;
+    ASSERT_TRUE(probe.Open(ItemFile(n, ".aud").c_str(), O_RDONLY));
+    EXPECT_NE(::flock(probe.Fd(), LOCK_EX | LOCK_NB), 0);
+    Cache().IncRef(n);
+    Cache().DecRef(n);
+    EXPECT_NE(::flock(probe.Fd(), LOCK_EX | LOCK_NB), 0);  // still one reference
+    Cache().DecRef(n);  // gone: the item is deleted, the lock with it
+    EXPECT_EQ(::flock(probe.Fd(), LOCK_EX | LOCK_NB), 0);
+}
