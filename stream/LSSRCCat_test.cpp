@@ -62,6 +62,22 @@ TEST(CatSource, SeeksIntoEntriesAndBeforeTheStart) {
     EXPECT_EQ(cat->GetPositionSample(), 5004);
 }
 
+// Entries of another format are brought to the stream's: a 4000 Hz mono entry
+// in an 8000 Hz stereo stream lasts twice the frames, on both channels.
+TEST(CatSource, ConvertsEntriesToItsRateAndChannels) {
+    std::vector<LSSRCCat::Entry> entries;
+    entries.push_back({LSoundSource(new RampSource(100, 1, 4000)), 0});
+    entries.push_back({LSoundSource(new RampSource(50, 1, 8000)), 0});
+    LSoundSource cat(new LSSRCCat(8000, 2, std::move(entries)));
+    EXPECT_EQ(cat->GetChannels(), 2);
+    EXPECT_EQ(cat->GetEndSample(), 200 + 50);
+    auto v = ReadFrames(cat, 250);
+    for (int f = 0; f < 250; ++f) ASSERT_EQ(v[2 * f], v[2 * f + 1]) << f;
+    EXPECT_EQ(v[2 * 200], RampSource::Value(0));  // the second entry starts exactly after the first
+    EXPECT_EQ(v[2 * 249], RampSource::Value(49));
+    EXPECT_EQ(cat->GetPositionSample(), 250);
+}
+
 TEST(JoinSources, InterleaveTwoMonoStreams) {
     LSoundSource left(new RampSource(10)), right(new RampSource(20));
     LSoundSource a(new LChannelJoinSourceBase(left, right));
