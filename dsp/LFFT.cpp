@@ -79,6 +79,7 @@ struct SseOps {
         return {_mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)), _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))};
     }
     static KV_FFT_INLINE void Transpose(V& a, V& b, V& c, V& d) { _MM_TRANSPOSE4_PS(a, b, c, d); }
+    static KV_FFT_INLINE V Reverse(V v) { return _mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3)); }
 };
 
 #if defined(__GNUC__) && defined(__x86_64__)
@@ -97,6 +98,7 @@ struct AvxOps {
     static KV_FFT_INLINE void Store(float* p, V v) { *reinterpret_cast<Unaligned*>(p) = v; }
     static KV_FFT_INLINE V Set(float x) { return V{x, x, x, x, x, x, x, x}; }
     static KV_FFT_INLINE V Broadcast(const float* p) { return Set(*p); }
+    static KV_FFT_INLINE V Reverse(V v) { return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0); }
     // Eight interleaved (re, im) pairs into a re and an im vector.
     static KV_FFT_INLINE Cx<V> LoadPairs(const float* p) {
         const V a = Load(p), b = Load(p + 8);
@@ -552,48 +554,90 @@ inline void MergePair(T* re, T* im, long k, long M, T c, T s) {
     im[M - k] = orr - ei;
 }
 
-#ifdef KV_FFT_SSE
-inline __m128 Reverse(__m128 v) { return _mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3)); }
-
-// Four pairs at once: k..k+3 against M-k-3..M-k (loaded and stored reversed).
-// Returns the first k not done; needs the two blocks not to overlap.
-long SplitPairsSse(float* re, float* im, long M, const float* cosT, const float* sinT) {
-    const __m128 half = _mm_set1_ps(0.5f);
+// SplitPair and MergePair on W = Ops::kWidth pairs at once: k..k+W-1
+// against M-k-W+1..M-k (loaded and stored reversed). They return the first k
+// not done; the two blocks never overlap.
+template <class Ops>
+KV_FFT_INLINE long SplitPairsWide(float* re, float* im, long M, const float* cosT, const float* sinT) {
+    using V = typename Ops::V;
+    constexpr long kW = Ops::kWidth;
+    const V half = Ops::Set(0.5f);
     long k = 1;
-    for (; 2 * k + 7 <= M; k += 4) {
-        const __m128 ar = _mm_loadu_ps(re + k), ai = _mm_loadu_ps(im + k);
-        const __m128 br = Reverse(_mm_loadu_ps(re + M - k - 3)), bi = Reverse(_mm_loadu_ps(im + M - k - 3));
-        const __m128 c = _mm_loadu_ps(cosT + k), s = _mm_loadu_ps(sinT + k);
-        const __m128 er = _mm_mul_ps(half, _mm_add_ps(ar, br)), ei = _mm_mul_ps(half, _mm_sub_ps(ai, bi));
-        const __m128 orr = _mm_mul_ps(half, _mm_add_ps(ai, bi)), oi = _mm_mul_ps(half, _mm_sub_ps(br, ar));
-        const __m128 t1 = _mm_add_ps(_mm_mul_ps(c, orr), _mm_mul_ps(s, oi));
-        const __m128 t2 = _mm_sub_ps(_mm_mul_ps(c, oi), _mm_mul_ps(s, orr));
-        _mm_storeu_ps(re + k, _mm_add_ps(er, t1));
-        _mm_storeu_ps(im + k, _mm_add_ps(ei, t2));
-        _mm_storeu_ps(re + M - k - 3, Reverse(_mm_sub_ps(er, t1)));
-        _mm_storeu_ps(im + M - k - 3, Reverse(_mm_sub_ps(t2, ei)));
+    for (; 2 * k + 2 * kW - 1 <= M; k += kW) {
+        const long back = M - k - kW + 1;
+        const V ar = Ops::Load(re + k), ai = Ops::Load(im + k);
+        const V br = Ops::Reverse(Ops::Load(re + back)), bi = Ops::Reverse(Ops::Load(im + back));
+        const V c = Ops::Load(cosT + k), s = Ops::Load(sinT + k);
+        const V er = half * (ar + br), ei = half * (ai - bi);
+        const V orr = half * (ai + bi), oi = half * (br - ar);
+        const V t1 = c * orr + s * oi, t2 = c * oi - s * orr;
+        Ops::Store(re + k, er + t1);
+        Ops::Store(im + k, ei + t2);
+        Ops::Store(re + back, Ops::Reverse(er - t1));
+        Ops::Store(im + back, Ops::Reverse(t2 - ei));
     }
     return k;
 }
 
-long MergePairsSse(float* re, float* im, long M, const float* cosT, const float* sinT) {
+template <class Ops>
+KV_FFT_INLINE long MergePairsWide(float* re, float* im, long M, const float* cosT, const float* sinT) {
+    using V = typename Ops::V;
+    constexpr long kW = Ops::kWidth;
     long k = 1;
-    for (; 2 * k + 7 <= M; k += 4) {
-        const __m128 ar = _mm_loadu_ps(re + k), ai = _mm_loadu_ps(im + k);
-        const __m128 br = Reverse(_mm_loadu_ps(re + M - k - 3)), bi = Reverse(_mm_loadu_ps(im + M - k - 3));
-        const __m128 c = _mm_loadu_ps(cosT + k), s = _mm_loadu_ps(sinT + k);
-        const __m128 er = _mm_add_ps(ar, br), ei = _mm_sub_ps(ai, bi);
-        const __m128 dr = _mm_sub_ps(ar, br), di = _mm_add_ps(ai, bi);
-        const __m128 orr = _mm_sub_ps(_mm_mul_ps(dr, c), _mm_mul_ps(di, s));
-        const __m128 oi = _mm_add_ps(_mm_mul_ps(dr, s), _mm_mul_ps(di, c));
-        _mm_storeu_ps(re + k, _mm_sub_ps(er, oi));
-        _mm_storeu_ps(im + k, _mm_add_ps(ei, orr));
-        _mm_storeu_ps(re + M - k - 3, Reverse(_mm_add_ps(er, oi)));
-        _mm_storeu_ps(im + M - k - 3, Reverse(_mm_sub_ps(orr, ei)));
+    for (; 2 * k + 2 * kW - 1 <= M; k += kW) {
+        const long back = M - k - kW + 1;
+        const V ar = Ops::Load(re + k), ai = Ops::Load(im + k);
+        const V br = Ops::Reverse(Ops::Load(re + back)), bi = Ops::Reverse(Ops::Load(im + back));
+        const V c = Ops::Load(cosT + k), s = Ops::Load(sinT + k);
+        const V er = ar + br, ei = ai - bi;
+        const V dr = ar - br, di = ai + bi;
+        const V orr = dr * c - di * s, oi = dr * s + di * c;
+        Ops::Store(re + k, er - oi);
+        Ops::Store(im + k, ei + orr);
+        Ops::Store(re + back, Ops::Reverse(er + oi));
+        Ops::Store(im + back, Ops::Reverse(orr - ei));
     }
     return k;
+}
+
+#ifdef KV_FFT_AVX
+KV_FFT_AVX_TARGET long SplitPairsAvx(float* re, float* im, long M, const float* cosT, const float* sinT) {
+    return SplitPairsWide<AvxOps>(re, im, M, cosT, sinT);
+}
+
+KV_FFT_AVX_TARGET long MergePairsAvx(float* re, float* im, long M, const float* cosT, const float* sinT) {
+    return MergePairsWide<AvxOps>(re, im, M, cosT, sinT);
 }
 #endif
+
+// The widest pair loop the path allows; returns the first k left to do.
+template <class T>
+long SplitPairsFast(LFFTPath path, T* re, T* im, long M, const T* cosT, const T* sinT) {
+    if constexpr (std::is_same_v<T, float>) {
+#ifdef KV_FFT_AVX
+        if (path == LFFTPath::Avx2) return SplitPairsAvx(re, im, M, cosT, sinT);
+#endif
+#ifdef KV_FFT_SSE
+        if (path == LFFTPath::Sse2) return SplitPairsWide<SseOps>(re, im, M, cosT, sinT);
+#endif
+    }
+    (void)path, (void)re, (void)im, (void)M, (void)cosT, (void)sinT;
+    return 1;
+}
+
+template <class T>
+long MergePairsFast(LFFTPath path, T* re, T* im, long M, const T* cosT, const T* sinT) {
+    if constexpr (std::is_same_v<T, float>) {
+#ifdef KV_FFT_AVX
+        if (path == LFFTPath::Avx2) return MergePairsAvx(re, im, M, cosT, sinT);
+#endif
+#ifdef KV_FFT_SSE
+        if (path == LFFTPath::Sse2) return MergePairsWide<SseOps>(re, im, M, cosT, sinT);
+#endif
+    }
+    (void)path, (void)re, (void)im, (void)M, (void)cosT, (void)sinT;
+    return 1;
+}
 
 template <class T>
 void Interleave(const T* even, const T* odd, T* out, long M) {
@@ -624,11 +668,7 @@ void LRealFFTOf<T>::Forward(const T* in, T* re, T* im) {
     im[0] = 0;
     re[M] = z0r - z0i;
     im[M] = 0;
-    long k = 1;
-#ifdef KV_FFT_SSE
-    if constexpr (std::is_same_v<T, float>)
-        if (complex_.path_ != LFFTPath::Portable) k = SplitPairsSse(re, im, M, cos_.data(), sin_.data());
-#endif
+    long k = SplitPairsFast(complex_.path_, re, im, M, cos_.data(), sin_.data());
     for (; 2 * k < M; ++k) SplitPair(re, im, k, M, cos_[k], sin_[k]);
     // The middle bin pairs with itself: X[M/2] = conj(Z[M/2]).
     if (M >= 2) im[M / 2] = -im[M / 2];
@@ -640,11 +680,7 @@ void LRealFFTOf<T>::Inverse(T* re, T* im, T* out) {
     const T x0 = re[0], xm = re[M];
     re[0] = x0 + xm;
     im[0] = x0 - xm;
-    long k = 1;
-#ifdef KV_FFT_SSE
-    if constexpr (std::is_same_v<T, float>)
-        if (complex_.path_ != LFFTPath::Portable) k = MergePairsSse(re, im, M, cos_.data(), sin_.data());
-#endif
+    long k = MergePairsFast(complex_.path_, re, im, M, cos_.data(), sin_.data());
     for (; 2 * k < M; ++k) MergePair(re, im, k, M, cos_[k], sin_[k]);
     if (M >= 2) {
         re[M / 2] *= 2;
