@@ -14,18 +14,22 @@ from collections import defaultdict
 def main(paths):
     groups = defaultdict(dict)
     for path in paths:
-        with open(path) as f:
-            for b in json.load(f).get("benchmarks", []):
-                if b.get("run_type") == "aggregate":
-                    continue
-                parts = b["name"].split("/")
-                if len(parts) < 2:
-                    continue
-                group, who, args = parts[0], parts[1], "/".join(parts[2:])
-                args = args.split("/repeats:")[0]
-                t = b.get("real_time", b.get("cpu_time", 0))
-                old = groups[(group, args)].get(who)
-                groups[(group, args)][who] = t if old is None else min(old, t)
+        try:
+            with open(path) as f:
+                benchmarks = json.load(f).get("benchmarks", [])
+        except (OSError, ValueError):
+            continue  # a binary whose benchmarks were all filtered out writes nothing
+        for b in benchmarks:
+            if b.get("run_type") == "aggregate":
+                continue
+            parts = b["name"].split("/")
+            if len(parts) < 2:
+                continue
+            group, who, args = parts[0], parts[1], "/".join(parts[2:])
+            args = args.split("/repeats:")[0]
+            t = b.get("real_time", b.get("cpu_time", 0))
+            old = groups[(group, args)].get(who)
+            groups[(group, args)][who] = t if old is None else min(old, t)
     for (group, args), times in sorted(groups.items()):
         ours = times.get("kelvane")
         if ours is None:
