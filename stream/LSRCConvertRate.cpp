@@ -1,19 +1,13 @@
 #include "stream/LSRCConvertRate.h"
 
+#include "stream/LFrameArithmetic.h"
+
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 namespace {
 
 int RateOrFallback(int rate) { return rate > 0 ? rate : 44100; }
-
-long long SaturatingAdd(long long a, long long b) {
-    long long sum;
-    if (__builtin_add_overflow(a, b, &sum)) return b > 0 ? std::numeric_limits<long long>::max()
-                                                         : std::numeric_limits<long long>::min();
-    return sum;
-}
 
 }  // namespace
 
@@ -55,7 +49,7 @@ bool LSRCConvertRate::ControlMessage(int code, long* value) {
     if (code == ControlAddLatency) {
         // Input already pulled past the instant of the next output frame.
         const long long pending = filled_ - cursor_ - converter_.GetHalf();
-        *value = SaturatingAdd(converter_.OffsetToInput(*value), pending);
+        *value = FrameAdd(converter_.OffsetToInput(*value), pending);
     } else if (code == ControlMapOffset) {
         *value = converter_.OffsetToInput(*value);
     }
@@ -103,6 +97,6 @@ void LSRCConvertRate::Read(float* buffer, long long frames) {
         converter_.Process(buffer_.data(), channels, cursor_, phase_, buffer, count);
         buffer += count * channels;
         frames -= count;
-        position_ = SaturatingAdd(position_, count);
+        position_ = FrameAdd(position_, count);
     }
 }
