@@ -27,13 +27,13 @@ void LSRCEq::Prime() {
     // the first 2*delay frames through the filters without delivering them.
     inner_->Seek(position_ - delay_);
     for (LFiltFFT& f : filters_) f.Reset();
-    std::vector<float> discard(input_.size());
     const int channels = GetChannels();
     const long long block = filters_[0].BlockSize();
     for (long long left = 2 * delay_; left > 0;) {
         const long long n = std::min(left, block);
         inner_->Read(input_.data(), n);
-        for (int c = 0; c < channels; ++c) filters_[c].ApplyFilter(discard.data() + c, input_.data() + c, n, channels);
+        // Filtered in place: only the filters' memory of these frames counts.
+        for (int c = 0; c < channels; ++c) filters_[c].ApplyFilter(input_.data() + c, input_.data() + c, n, channels);
         left -= n;
     }
     primed_ = true;
