@@ -1,17 +1,17 @@
 #include "base/LLogError.h"
 
 #include "base/LFile.h"
+#include "base/LFileLock.h"
 #include "base/LPlatform.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <string_view>
 
 namespace {
 
@@ -35,18 +35,18 @@ LogState& State() {
     return state;
 }
 
-void WriteAll(int fd, const std::string& data) {
-    const char* bytes = data.data();
-    size_t left = data.size();
-    while (left > 0) {
-        ssize_t n = ::write(fd, bytes, left);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return;
-        bytes += n;
-        left -= static_cast<size_t>(n);
-    }
+std::string FormatTime(const std::tm& local) {
+    char time[16];
+    std::snprintf(time, sizeof time, "%.2d:%.2d:%.2d", local.tm_hour, local.tm_min, local.tm_sec);
+    return time;
+}
+
+std::string ComposeLine(const std::string& timeText, std::string_view text) {
+    std::string line = timeText;
+    line += ' ';
+    line += text.substr(0, kMaxLogText);
+    line += "\r\n";
+    return line;
 }
 
 }  // namespace
@@ -59,14 +59,7 @@ std::string LLogFileName(const std::tm& local) {
 }
 
 std::string LLogFormatLine(const std::tm& local, const char* text) {
-    char time[16];
-    std::snprintf(time, sizeof time, "%.2d:%.2d:%.2d", local.tm_hour, local.tm_min, local.tm_sec);
-    std::string cut(text ? text : "");
-    if (cut.size() > kMaxLogText)
-        cut.resize(kMaxLogText);
-    char line[16 + kMaxLogText + 4];
-    std::snprintf(line, sizeof line, "%s %s\r\n", time, cut.c_str());
-    return line;
+    return ComposeLine(FormatTime(local), text ? text : "");
 }
 
 void LLogAppendToWindowBuffer(std::string& buffer, const std::string& line) {
@@ -94,14 +87,12 @@ void LOGERRORF(const char* format, ...) {
         localtime_r(&now, &local);
         if (now != state.cachedSecond || state.path.empty()) {
             // Folder, day and time text change at most once a second.
-            char time[16];
-            std::snprintf(time, sizeof time, "%.2d:%.2d:%.2d", local.tm_hour, local.tm_min, local.tm_sec);
-            state.timeText = time;
+            state.timeText = FormatTime(local);
             const std::string folder = LFile::GetUserDataFolderAppSubFolder("Logs");
             state.path = folder.empty() ? std::string() : folder + "/" + LLogFileName(local);
             state.cachedSecond = now;
         }
-        line = state.timeText + " " + text + "\r\n";
+        line = ComposeLine(state.timeText, text);
         path = state.path;
         if (state.windowAttached) {
             LLogAppendToWindowBuffer(state.windowText, line);
@@ -111,16 +102,13 @@ void LOGERRORF(const char* format, ...) {
     }
     if (path.empty())
         return;
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    if (fd < 0)
+    LFile file;
+    if (!file.Open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND))
         return;
     // Without the lock the line may interleave with another instance's; losing
     // it would be worse.
-    const bool locked = flocktimed(fd, LOCK_EX, kLockMs) == 0;
-    WriteAll(fd, line);
-    if (locked)
-        ::flock(fd, LOCK_UN);
-    ::close(fd);
+    LFileLock lock(file.Fd(), LOCK_EX, kLockMs);
+    file.WriteAll(line);
 }
 
 void LLogAttachWindow(std::function<void()> wake) {
