@@ -2,6 +2,7 @@
 #include "stream/LSinkConvertRate.h"
 #include "stream/LSRCConvertRate.h"
 #include "stream/testing/ConversionTestSource.h"
+#include "stream/testing/MemorySink.h"
 
 #include <gtest/gtest.h>
 
@@ -10,25 +11,7 @@
 
 namespace {
 
-// Keeps everything written to it, at its position.
-class CollectingSink : public LSoundSinkBase {
-public:
-    CollectingSink(int rate, int channels) : LSoundSinkBase(rate, channels) {}
-    void Write(const float* buffer, long long frames) override {
-        data.insert(data.end(), buffer, buffer + frames * GetChannels());
-        AdvancePosition(frames);
-        if (failAfterWrite) SetFailed();
-    }
-    void Seek(long long frame) override {
-        SetPositionSample(frame);
-        seekedTo = frame;
-    }
-    std::vector<float> data;
-    long long seekedTo = -1;
-    bool failAfterWrite = false;
-};
-
-CollectingSink* Raw(const LSoundSink& s) { return static_cast<CollectingSink*>(s.Get()); }
+MemorySink* Raw(const LSoundSink& s) { return static_cast<MemorySink*>(s.Get()); }
 
 }  // namespace
 
@@ -45,7 +28,7 @@ TEST(LSinkConvertChannels, WritesTheConvertedFrames) {
         {3, 2, {1, 2, 3}, {1, 2}},
     };
     for (const Case& c : cases) {
-        LSoundSink inner(new CollectingSink(48000, c.out));
+        LSoundSink inner(new MemorySink(48000, c.out));
         LSoundSink sink = inner;
         LSinkConvertChannels::OpenSink(sink, c.in);
         ASSERT_EQ(sink->GetChannels(), c.in);
@@ -54,25 +37,25 @@ TEST(LSinkConvertChannels, WritesTheConvertedFrames) {
         for (long long f = 0; f < frames; ++f) input.insert(input.end(), c.frame.begin(), c.frame.end());
         sink->Write(input.data(), frames);
         EXPECT_EQ(sink->GetPositionSample(), frames);
-        const auto& got = Raw(inner)->data;
+        const auto& got = Raw(inner)->Samples();
         ASSERT_EQ(got.size(), size_t(frames * c.out));
         for (long long f = 0; f < frames; f += frames - 1)
             for (int ch = 0; ch < c.out; ++ch) EXPECT_EQ(got[size_t(f * c.out + ch)], c.expected[size_t(ch)]);
     }
-    LSoundSink same(new CollectingSink(48000, 2));
+    LSoundSink same(new MemorySink(48000, 2));
     LSoundSink before = same;
     LSinkConvertChannels::OpenSink(same, 2);
     EXPECT_EQ(same.Get(), before.Get());
 }
 
 TEST(LSinkConvertChannels, SeekForwardsAndFailureShows) {
-    LSoundSink inner(new CollectingSink(44100, 2));
+    LSoundSink inner(new MemorySink(44100, 2, /*failAfterFrames=*/0));  // fails on its first write
     LSoundSink sink = inner;
     LSinkConvertChannels::OpenSink(sink, 1);
     sink->Seek(1234);
-    EXPECT_EQ(Raw(inner)->seekedTo, 1234);
+    EXPECT_EQ(Raw(inner)->LastSeek(), 1234);
     EXPECT_EQ(sink->GetPositionSample(), 1234);
-    Raw(inner)->failAfterWrite = true;
+    EXPECT_FALSE(sink->HasFailed());
     float one = 0.1f;
     sink->Write(&one, 1);
     EXPECT_TRUE(sink->HasFailed());
@@ -85,7 +68,7 @@ TEST(LSinkConvertRate, WritesExactlyTheMappedLengthAndMatchesTheSourceSide) {
     for (long long f = 0; f < frames; ++f)
         for (int c = 0; c < 2; ++c) input[size_t(f * 2 + c)] = tone(f, c);
 
-    LSoundSink inner(new CollectingSink(48000, 2));
+    LSoundSink inner(new MemorySink(48000, 2));
     {
         LSoundSink sink;
         LSinkConvertRate::OpenSink(sink, inner, 44100);
@@ -100,7 +83,7 @@ TEST(LSinkConvertRate, WritesExactlyTheMappedLengthAndMatchesTheSourceSide) {
         EXPECT_EQ(sink->GetPositionSample(), frames);
     }  // closing flushes the rest
     const long long expected = frames * 160 / 147;
-    const auto& got = Raw(inner)->data;
+    const auto& got = Raw(inner)->Samples();
     ASSERT_EQ(got.size(), size_t(expected * 2));
 
     // The same filter runs on the pull side: the samples agree.
@@ -113,7 +96,7 @@ TEST(LSinkConvertRate, WritesExactlyTheMappedLengthAndMatchesTheSourceSide) {
 }
 
 TEST(LSinkConvertRate, SameRatePassesTheSinkAndABadRateFails) {
-    LSoundSink inner(new CollectingSink(48000, 1));
+    LSoundSink inner(new MemorySink(48000, 1));
     LSoundSink result;
     LSinkConvertRate::OpenSink(result, inner, 48000);
     EXPECT_EQ(result.Get(), inner.Get());
