@@ -5,16 +5,20 @@
 namespace {
 constexpr long long kScratchFloats = 16384;
 
-float JoinPeak(const LSoundSource& a, const LSoundSource& b) { return std::max(a->GetPeak(), b->GetPeak()); }
+// Every frame's first channel into every second float of `out`.
+void Spread(const float* in, int stride, float* out, long long frames) {
+    for (long long i = 0; i < frames; ++i) out[2 * i] = in[i * stride];
+}
 }  // namespace
 
-LChannelJoinSourceBase::LChannelJoinSourceBase(const LSoundSource& left, const LSoundSource& right)
-    : LSoundSourceBase(left->GetSampleRate(), 2, JoinPeak(left, right)),
+LChannelJoinSourceBase::LChannelJoinSourceBase(const LSoundSource& left, const LSoundSource& right,
+                                               bool shareScratch)
+    : LSoundSourceBase(left->GetSampleRate(), 2, std::max(left->GetPeak(), right->GetPeak())),
       left_(left),
       right_(right),
       chunkFrames_(kScratchFloats / std::max(left->GetChannels(), right->GetChannels())),
       leftBuffer_(static_cast<size_t>(kScratchFloats)),
-      rightBuffer_(static_cast<size_t>(kScratchFloats)) {
+      rightBuffer_(shareScratch ? 0 : static_cast<size_t>(kScratchFloats)) {
     if (!left_->IsOk() || !right_->IsOk()) SetError(kSourceInnerError);
 }
 
@@ -29,14 +33,13 @@ void LChannelJoinSourceBase::Seek(long long frame) {
 
 void LChannelJoinSourceBase::Read(float* buffer, long long frames) {
     const int leftStride = left_->GetChannels(), rightStride = right_->GetChannels();
+    float* rightScratch = rightBuffer_.empty() ? leftBuffer_.data() : rightBuffer_.data();
     while (frames > 0) {
         const long long count = std::min(frames, chunkFrames_);
         left_->Read(leftBuffer_.data(), count);
-        right_->Read(rightBuffer_.data(), count);
-        for (long long i = 0; i < count; ++i) {
-            buffer[2 * i] = leftBuffer_[i * leftStride];
-            buffer[2 * i + 1] = rightBuffer_[i * rightStride];
-        }
+        Spread(leftBuffer_.data(), leftStride, buffer, count);
+        right_->Read(rightScratch, count);
+        Spread(rightScratch, rightStride, buffer + 1, count);
         buffer += 2 * count;
         frames -= count;
     }
