@@ -1,5 +1,7 @@
 #include "stream/LSRCEq.h"
 
+#include "stream/LFrameArithmetic.h"
+
 #include <algorithm>
 
 LSRCEq::LSRCEq(const LSoundSource& inner, const std::vector<float>& taps)
@@ -25,7 +27,7 @@ bool LSRCEq::ControlMessage(int code, long* value) {
 void LSRCEq::Prime() {
     // Output p needs input p-delay .. p+delay: start reading there and run
     // the first 2*delay frames through the filters without delivering them.
-    inner_->Seek(position_ - delay_);
+    inner_->Seek(FrameSub(position_, delay_));
     for (LFiltFFT& f : filters_) f.Reset();
     const int channels = GetChannels();
     const long long block = filters_[0].BlockSize();
@@ -50,6 +52,6 @@ void LSRCEq::Read(float* buffer, long long frames) {
         for (int c = 0; c < channels; ++c) filters_[c].ApplyFilter(buffer + c, input_.data() + c, n, channels);
         buffer += n * channels;
         frames -= n;
-        position_ += n;
+        position_ = FrameAdd(position_, n);
     }
 }

@@ -3,9 +3,12 @@
 
 #include "dsp/LPointList.h"
 #include "stream/testing/MemorySource.h"
+#include "stream/testing/RampSource.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <random>
 #include <vector>
 
@@ -98,4 +101,21 @@ TEST(LSRCEq, InnerErrorShowsAsError2) {
     std::vector<float> buf(64, 1.0f);
     eq->Read(buf.data(), 64);
     for (float v : buf) EXPECT_EQ(v, 0.0f);
+}
+
+// Seeks to the ends of the 64-bit range: the read-ahead and the position
+// saturate like every other stage's instead of wrapping around.
+TEST(LSRCEq, ExtremeSeeksGiveSilenceAndSaturatedPositions) {
+    LSoundSource eq = LSPEq().OpenSource(LSoundSource(new RampSource(1000)));
+    std::vector<float> buf(100, 1.0f);
+    eq->Seek(LLONG_MIN);
+    eq->Read(buf.data(), 100);
+    for (float v : buf) EXPECT_EQ(v, 0.0f);
+    EXPECT_EQ(eq->GetPositionSample(), LLONG_MIN + 100);
+
+    std::fill(buf.begin(), buf.end(), 1.0f);
+    eq->Seek(LLONG_MAX - 5);
+    eq->Read(buf.data(), 100);
+    for (float v : buf) EXPECT_EQ(v, 0.0f);
+    EXPECT_EQ(eq->GetPositionSample(), LLONG_MAX);
 }
