@@ -253,6 +253,16 @@ inline void Kernel8(const KernelArgs& a) {
 }
 #endif
 
+// Moves a window's start and phase on by one output: M / L whole frames and
+// M % L phases, carrying a frame when the phase reaches L. Branch-free.
+inline void StepOutput(long long& cursor, long long& phase, long long up, long long downWhole, long long downRest) {
+    phase += downRest;
+    cursor += downWhole;
+    const long long carry = phase >= up;
+    phase -= carry * up;
+    cursor += carry;
+}
+
 // Any channel count, from the plain table.
 struct GenericKernel {
     int channels;
@@ -275,11 +285,7 @@ static void RunKernel(const K& kernel, const float* in, const float* table, int 
     long long p = phase;
     for (long long i = 0; i < count; ++i) {
         kernel(KernelArgs{in + c * channels, table + p * tableStride, out + i * channels, int(window)});
-        p += downRest;
-        c += downWhole;
-        const long long carry = p >= up;
-        p -= carry * up;
-        c += carry;
+        StepOutput(c, p, up, downWhole, downRest);
     }
     cursor = c;
     phase = p;
@@ -314,11 +320,7 @@ __attribute__((target("avx2,fma"))) static void RunStereoAvx(const float* in, co
         __m128 v = _mm_add_ps(_mm_add_ps(_mm256_castps256_ps128(s), _mm256_extractf128_ps(s, 1)), tail);
         v = _mm_add_ps(v, _mm_movehl_ps(v, v));  // lanes 0 and 2 are left, 1 and 3 right
         _mm_storel_pi(reinterpret_cast<__m64*>(out + i * 2), v);
-        p += downRest;
-        c += downWhole;
-        const long long carry = p >= up;
-        p -= carry * up;
-        c += carry;
+        StepOutput(c, p, up, downWhole, downRest);
     }
     cursor = c;
     phase = p;
