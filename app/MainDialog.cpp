@@ -2,16 +2,15 @@
 
 #include "app/LKVSettings.h"
 #include "base/LFile.h"
+#include "base/LFileLock.h"
 #include "edit/LSoundCache.h"
 #include "edit/LSoundCacheCleanup.h"
 
-#include <fcntl.h>
 #include <strings.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,11 +18,9 @@
 
 namespace {
 
-constexpr std::size_t kMaxPathLength = 259;
-
 bool Is(const char* argument, const char* option) { return strcasecmp(argument, option) == 0; }
 
-std::string Cut(const char* text) { return std::string(text).substr(0, kMaxPathLength); }
+std::string Cut(const char* text) { return std::string(text).substr(0, LFile::kMaxPath); }
 
 // The extension of the last path component, with its dot; empty when none.
 const char* ExtensionOf(const char* path) {
@@ -134,24 +131,16 @@ void MainDialog::EvRunArguments(const char* const* argv, int argc) {
 }
 
 bool MainDialog::RunListFile(const char* path) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return true;
-    if (flocktimed(fd, LOCK_SH, 500) != 0) {
-        close(fd);
-        return true;
-    }
     std::string content;
-    char buffer[4096];
-    for (;;) {
-        const ssize_t got = read(fd, buffer, sizeof(buffer));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        content.append(buffer, static_cast<std::size_t>(got));
+    {
+        LFile file;
+        if (!file.OpenRead(path))
+            return true;
+        LFileLock lock(file.Fd(), LOCK_SH, 500);
+        if (!lock.IsLocked())
+            return true;
+        file.ReadToEnd(&content);  // a read error keeps the names read before it
     }
-    close(fd);
 
     std::size_t start = 0;
     while (start < content.size()) {

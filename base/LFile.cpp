@@ -120,17 +120,20 @@ bool LFile::Truncate(int64_t size) {
 
 bool LFile::Sync() { return ::fsync(fd_) == 0; }
 
-bool LFile::ReadWholeFile(const std::string& path, std::string* out) {
-    out->clear();
-    LFile file;
-    if (!file.OpenRead(path.c_str())) return false;
+bool LFile::ReadToEnd(std::string* out) {
     char block[65536];
     for (;;) {
-        int64_t got = file.Read(block, sizeof block);
+        int64_t got = Read(block, sizeof block);
         if (got < 0) return false;
         out->append(block, static_cast<size_t>(got));
         if (got < static_cast<int64_t>(sizeof block)) return true;
     }
+}
+
+bool LFile::ReadWholeFile(const std::string& path, std::string* out) {
+    out->clear();
+    LFile file;
+    return file.OpenRead(path.c_str()) && file.ReadToEnd(out);
 }
 
 bool LFile::ReplaceWholeFile(const std::string& path, std::string_view content) {

@@ -45,6 +45,9 @@ public:
     // or -1 on an error before anything was read.
     int64_t Read(void* buffer, size_t size);
     bool ReadExact(void* buffer, size_t size);
+    // Appends everything from the current position to the end of the file;
+    // false on a read error, with what was read before it still appended.
+    bool ReadToEnd(std::string* out);
     bool WriteAll(const void* data, size_t size);
     bool WriteAll(std::string_view text) { return WriteAll(text.data(), text.size()); }
     // Positioned forms that leave the file offset alone.
