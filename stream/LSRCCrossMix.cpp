@@ -1,5 +1,6 @@
 #include "stream/LSRCCrossMix.h"
 
+#include "stream/LFrameArithmetic.h"
 #include "stream/LSPConvertSourceRateChannels.h"
 #include "stream/LSPCrossMix.h"
 
@@ -27,7 +28,7 @@ LSRCCrossMix::LSRCCrossMix(const LSoundSource& first, const LSoundSource& second
 
 void LSRCCrossMix::Seek(long long frame) {
     inner_->Seek(frame);
-    second_->Seek(frame - mixStart_);
+    second_->Seek(FrameSub(frame, mixStart_));
 }
 
 void LSRCCrossMix::MixWindow(float* buffer, long long frames, long long windowOffset) {
@@ -50,10 +51,10 @@ void LSRCCrossMix::MixWindow(float* buffer, long long frames, long long windowOf
 
 void LSRCCrossMix::Read(float* buffer, long long frames) {
     if (frames <= 0) return;
-    long long offset = inner_->GetPositionSample() - mixStart_;
+    const long long offset = FrameSub(inner_->GetPositionSample(), mixStart_);
     inner_->Read(buffer, frames);
-    long long begin = std::max(offset, 0LL);
-    long long end = std::min(offset + frames, mixFrames_);
+    const long long begin = std::max(offset, 0LL);
+    const long long end = std::min(FrameAdd(offset, frames), mixFrames_);
     if (begin >= end) return;
     if (second_->GetPositionSample() != begin) second_->Seek(begin);
     MixWindow(buffer + (begin - offset) * GetChannels(), end - begin, begin);
