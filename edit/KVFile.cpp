@@ -112,8 +112,6 @@ void KVFile::WriteSnapshot(KVFileUndo& record, const char* name) {
 }
 
 void KVFile::RestoreFrom(const KVFileUndo& record) {
-    dirty = true;
-    modified = true;
     cutList = record.cutList;
     dirty = record.dirty;
     modified = record.modified;
@@ -132,10 +130,8 @@ void KVFile::StepForwardAndClearAhead() {
 
 void KVFile::SaveForUndo(const char* name) {
     ReleaseAside();
-    index_ = Next(index_);
+    StepForwardAndClearAhead();
     WriteSnapshot(ring_[index_], name);
-    ring_[Next(index_, 1)].Clear();
-    ring_[Next(index_, 2)].Clear();
 }
 
 bool KVFile::Undo() {
