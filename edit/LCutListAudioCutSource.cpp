@@ -14,8 +14,7 @@ static_assert(std::endian::native == std::endian::little, ".aud holds little-end
 
 std::shared_ptr<LFile> LCutListAudioCutSource::OpenItemFile(uint16_t item) {
     auto file = std::make_shared<LFile>();
-    const std::string path = LSoundCache::Instance().GetFilePath(item, ".aud");
-    if (!path.empty()) file->Open(path.c_str(), O_RDONLY);
+    LSoundCache::Instance().OpenItemFile(*file, item, ".aud", O_RDONLY);
     return file;
 }
 

@@ -3,10 +3,8 @@
 #include "edit/LCutListAudio.h"
 #include "edit/LSoundCache.h"
 #include "edit/LSoundCacheItemInfo.h"
+#include "edit/LSoundCacheSink.h"
 #include "edit/LGrfPeakAccumulator.h"
-
-#include <fcntl.h>
-#include <sys/file.h>
 
 #include <algorithm>
 #include <bit>
@@ -14,15 +12,6 @@
 static_assert(std::endian::native == std::endian::little, ".aud and .grf are written in the host's byte order");
 
 namespace {
-
-// Like the cache's own sink: created or emptied, and share-locked while it is
-// written so that another instance's cleanup sees it in use.
-bool OpenDataFile(LFile& file, uint16_t item, const char* extension) {
-    const std::string path = LSoundCache::Instance().GetFilePath(item, extension);
-    if (path.empty() || !file.Open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC)) return false;
-    ::flock(file.Fd(), LOCK_SH | LOCK_NB);
-    return true;
-}
 
 long long BlockStart(long long frame) {
     return frame / LGrfPeakAccumulator::kBlockFrames * LGrfPeakAccumulator::kBlockFrames;
@@ -38,7 +27,7 @@ LCutListAudioSink::LCutListAudioSink(LCutListAudio* target, int sampleRate, int 
         return;
     }
     segment_ = LCutListSegment::AdoptItem(item, 0, 0);
-    if (!OpenDataFile(aud_, item, ".aud") || !OpenDataFile(grf_, item, ".grf")) {
+    if (!LSoundCacheItemDataFileCreate(aud_, item, ".aud") || !LSoundCacheItemDataFileCreate(grf_, item, ".grf")) {
         aud_.Close();
         grf_.Close();
         SetFailed();
@@ -50,7 +39,7 @@ LCutListAudioSink::~LCutListAudioSink() {
     FinishOpenBlock();
     segment_.length = written_ - segment_.start;
     target_->SetSingleCutListSegment(segment_, GetSampleRate(), GetChannels());
-    WriteAudInfo();
+    if (!LSoundCacheItemInfoWriteNew(segment_.Item(), GetSampleRate(), GetChannels())) SetFailed();
     aud_.Close();
     grf_.Close();
     segment_.unknownChunks.clear();
@@ -113,16 +102,4 @@ void LCutListAudioSink::FinishOpenBlock() {
     AccumulateFromFile(position, std::min(BlockStart(position) + LGrfPeakAccumulator::kBlockFrames, written_));
     peaks_.FinishBlock();
     FlushGrf();
-}
-
-void LCutListAudioSink::WriteAudInfo() {
-    LFile info;
-    const std::string path = LSoundCache::Instance().GetFilePath(segment_.Item(), ".audinfo");
-    if (path.empty() || !info.Open(path.c_str(), O_RDWR | O_CREAT)) {
-        SetFailed();
-        return;
-    }
-    flocktimed(info.Fd(), LOCK_EX, soundcacheinfo::kLockMilliseconds);
-    const std::vector<uint8_t> bytes = LSoundCacheItemInfoCreate(GetSampleRate(), GetChannels());
-    if (!info.Truncate(0) || !info.WriteAllAt(bytes.data(), bytes.size(), 0)) SetFailed();
 }

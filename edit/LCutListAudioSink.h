@@ -47,7 +47,6 @@ private:
     // Finishes a partly filled block with the frames that follow in ".aud",
     // and writes it.
     void FinishOpenBlock();
-    void WriteAudInfo();
 
     LCutListAudio* target_;
     LCutListSegment segment_;

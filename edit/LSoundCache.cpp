@@ -326,6 +326,11 @@ bool LSoundCache::GetFilePath(uint16_t number, char* buffer, const char* extensi
     return !path.empty();
 }
 
+bool LSoundCache::OpenItemFile(LFile& file, uint16_t number, const char* extension, int flags) const {
+    const std::string path = GetFilePath(number, extension);
+    return !path.empty() && file.Open(path.c_str(), flags);
+}
+
 int64_t LSoundCache::GetFreeSpace() const {
     FreeSpaceFunction function;
     std::string folder;

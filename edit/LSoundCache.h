@@ -20,6 +20,8 @@
 #include <mutex>
 #include <string>
 
+class LFile;
+
 class LSoundCache {
 public:
     static constexpr int kItemCount = 65536;
@@ -70,6 +72,9 @@ public:
     std::string GetFilePath(uint16_t number, const char* extension) const;
     // The same into a 260-byte buffer; false (buffer empty) when empty.
     bool GetFilePath(uint16_t number, char* buffer, const char* extension) const;
+    // Opens the item's file of that extension with these open(2) flags; false
+    // when it has no path (silence, too long) or the open fails.
+    bool OpenItemFile(LFile& file, uint16_t number, const char* extension, int flags) const;
 
     // Free bytes on the cache folder's volume ("/" when the folder doesn't
     // exist); 0 when that fails.

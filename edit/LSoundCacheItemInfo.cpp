@@ -118,6 +118,14 @@ std::vector<uint8_t> LSoundCacheItemInfoCreate(int sampleRate, int channels) {
     return out.TakeData();
 }
 
+bool LSoundCacheItemInfoWriteNew(uint16_t number, int sampleRate, int channels) {
+    LFile info;
+    // Emptied only once the lock is held, so a reader never sees it half-made.
+    if (!OpenLocked(info, InfoPath(number), O_RDWR | O_CREAT, LOCK_EX)) return false;
+    const std::vector<uint8_t> bytes = LSoundCacheItemInfoCreate(sampleRate, channels);
+    return info.Truncate(0) && info.WriteAllAt(bytes.data(), bytes.size(), 0);
+}
+
 bool LSoundCacheItemInfoRead(const std::string& audinfoPath, LSoundCacheItemInfoContents& contents) {
     contents = {};
     LFile file;

@@ -31,6 +31,9 @@ inline constexpr int kLockMilliseconds = 3000;
 
 // The bytes of a fresh .audinfo: header, chunks 16 and 17, end marker.
 std::vector<uint8_t> LSoundCacheItemInfoCreate(int sampleRate, int channels);
+// Writes the item's .audinfo afresh with those bytes (created if missing,
+// emptied only under the exclusive lock). False when it can't be written.
+bool LSoundCacheItemInfoWriteNew(uint16_t number, int sampleRate, int channels);
 
 // Merges the first root chunk of `data` (an SDF image of type 44) into the
 // item's .audinfo, which must already be a type-43 file. With keepExisting

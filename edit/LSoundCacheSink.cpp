@@ -11,24 +11,17 @@
 
 static_assert(std::endian::native == std::endian::little, ".aud and .grf are written in the host's byte order");
 
-namespace {
-
-// Opens one of the item's data files and shares a lock on it while it is
-// written, so that another instance's cleanup can see it is in use.
-bool OpenDataFile(LFile& file, uint16_t number, const char* extension) {
-    const std::string path = LSoundCache::Instance().GetFilePath(number, extension);
-    if (path.empty() || !file.Open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC)) return false;
+bool LSoundCacheItemDataFileCreate(LFile& file, uint16_t number, const char* extension) {
+    if (!LSoundCache::Instance().OpenItemFile(file, number, extension, O_RDWR | O_CREAT | O_TRUNC)) return false;
     ::flock(file.Fd(), LOCK_SH | LOCK_NB);
     return true;
 }
 
-}  // namespace
-
 LSoundCacheSink::LSoundCacheSink(uint16_t number, int sampleRate, int channels, long long* length)
     : LSoundSinkBase(sampleRate, channels), number_(number), length_(length), peaks_(GetChannels()) {
     LSoundCache::Instance().IncRef(number_);
-    if (number_ > kSoundCacheItemLast || sampleRate < 1 || !OpenDataFile(aud_, number_, ".aud") ||
-        !OpenDataFile(grf_, number_, ".grf")) {
+    if (number_ > kSoundCacheItemLast || sampleRate < 1 || !LSoundCacheItemDataFileCreate(aud_, number_, ".aud") ||
+        !LSoundCacheItemDataFileCreate(grf_, number_, ".grf")) {
         SetFailed();
         return;
     }
@@ -42,7 +35,9 @@ LSoundCacheSink::~LSoundCacheSink() {
     // the import leaves a margin for exactly that.
     if (audWriter_) audWriter_->Finish();
     if (length_) *length_ = GetPositionSample();
-    if (number_ <= kSoundCacheItemLast) WriteAudInfo();
+    if (number_ <= kSoundCacheItemLast && !LSoundCacheItemInfoWriteNew(number_, GetSampleRate(), GetChannels())) {
+        SetFailed();
+    }
     aud_.Close();
     grf_.Close();
     LSoundCache::Instance().DecRef(number_);
@@ -62,17 +57,4 @@ void LSoundCacheSink::WritePendingPeaks() {
     if (records.empty()) return;
     if (grf_.IsOpen()) grf_.WriteAll(records.data(), records.size());
     records.clear();
-}
-
-void LSoundCacheSink::WriteAudInfo() {
-    LFile info;
-    const std::string path = LSoundCache::Instance().GetFilePath(number_, ".audinfo");
-    // Emptied only once the lock is held, so a reader never sees it half-made.
-    if (path.empty() || !info.Open(path.c_str(), O_RDWR | O_CREAT)) {
-        SetFailed();
-        return;
-    }
-    flocktimed(info.Fd(), LOCK_EX, soundcacheinfo::kLockMilliseconds);
-    const std::vector<uint8_t> bytes = LSoundCacheItemInfoCreate(GetSampleRate(), GetChannels());
-    if (!info.Truncate(0) || !info.WriteAllAt(bytes.data(), bytes.size(), 0)) SetFailed();
 }

@@ -27,7 +27,6 @@ public:
 
 private:
     void WritePendingPeaks();
-    void WriteAudInfo();
 
     uint16_t number_;
     long long* length_;
@@ -36,3 +35,8 @@ private:
     LFile grf_;
     LGrfPeakAccumulator peaks_;
 };
+
+// Opens one of the item's data files (".aud", ".grf") for writing, created or
+// emptied, and shares a lock on it while it is written, so that another
+// instance's cleanup can see it is in use. Both sinks of cache items use it.
+bool LSoundCacheItemDataFileCreate(LFile& file, uint16_t number, const char* extension);

@@ -14,8 +14,7 @@ static_assert(std::endian::native == std::endian::little, ".aud holds little-end
 LSoundCacheSource::LSoundCacheSource(uint16_t number, int sampleRate, int channels)
     : LSoundSourceBase(sampleRate, channels, kPeakUnbounded), number_(number) {
     LSoundCache::Instance().IncRef(number_);
-    const std::string path = LSoundCache::Instance().GetFilePath(number_, ".aud");
-    if (!path.empty() && aud_.Open(path.c_str(), O_RDONLY)) {
+    if (LSoundCache::Instance().OpenItemFile(aud_, number_, ".aud", O_RDONLY)) {
         const int64_t size = aud_.Size();
         end_ = size > 0 ? size / (static_cast<int64_t>(GetChannels()) * 4) : 0;
     }
