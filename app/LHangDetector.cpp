@@ -5,41 +5,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-
-namespace {
-
-bool WriteFully(int fd, const void* data, std::size_t size) {
-    const char* bytes = static_cast<const char*>(data);
-    while (size > 0) {
-        const ssize_t written = write(fd, bytes, size);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        bytes += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-bool ReadFully(int fd, void* data, std::size_t size) {
-    char* bytes = static_cast<char*>(data);
-    while (size > 0) {
-        const ssize_t got = read(fd, bytes, size);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return false;
-        bytes += got;
-        size -= static_cast<std::size_t>(got);
-    }
-    return true;
-}
-
-}  // namespace
 
 LHangDetector& LHangDetector::Instance() {
     static LHangDetector instance;
@@ -74,15 +41,12 @@ LHangDetector::StartResult LHangDetector::Start(const std::string& path) {
     if (CreateAndWrite())
         return StartResult::kClean;
 
-    const int fd = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0 || flock(fd, LOCK_SH | LOCK_NB) != 0) {
-        if (fd >= 0)
-            close(fd);
+    LFile leftover;
+    if (!leftover.OpenRead(path_.c_str()) || flock(leftover.Fd(), LOCK_SH | LOCK_NB) != 0)
         return StartResult::kHeldByLiveProcess;
-    }
     unsigned char bytes[kRecordSize];
-    const bool complete = ReadFully(fd, bytes, sizeof(bytes));
-    close(fd);
+    const bool complete = leftover.ReadExact(bytes, sizeof(bytes));
+    leftover.Close();
     unlink(path_.c_str());
 
     StartResult result = StartResult::kLeftoverIgnored;
@@ -98,11 +62,11 @@ LHangDetector::StartResult LHangDetector::Start(const std::string& path) {
 }
 
 bool LHangDetector::CreateAndWrite() {
-    const int fd = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd < 0)
+    LFile file;
+    if (!file.Open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL))
         return false;
-    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        close(fd);
+    if (flock(file.Fd(), LOCK_EX | LOCK_NB) != 0) {
+        file.Close();
         unlink(path_.c_str());
         return false;
     }
@@ -110,17 +74,16 @@ bool LHangDetector::CreateAndWrite() {
     unsigned char bytes[kRecordSize];
     std::memcpy(bytes, &now.seconds, 8);
     std::memcpy(bytes + 8, &now.tick, 8);
-    WriteFully(fd, bytes, sizeof(bytes));  // a short record only weakens the next start's guess
-    fd_ = fd;
+    file.WriteAll(bytes, sizeof(bytes));  // a short record only weakens the next start's guess
+    file_ = std::move(file);
     return true;
 }
 
 void LHangDetector::Remove() {
-    if (fd_ < 0)
+    if (!file_.IsOpen())
         return;
     // Unlinked while still locked, so that no other start can take a lock on
     // a file that is about to vanish.
     unlink(path_.c_str());
-    close(fd_);
-    fd_ = -1;
+    file_.Close();
 }

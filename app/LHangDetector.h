@@ -6,6 +6,8 @@
 // On disk: 16 bytes in host order, wall-clock seconds (int64) and then a
 // millisecond tick (seconds * 1000 + microseconds / 1000, as uint32) widened
 // to 64 bits.
+#include "base/LFile.h"
+
 #include <cstdint>
 #include <string>
 
@@ -36,7 +38,7 @@ public:
     // Closes and unlinks the lock if this process holds it; safe to repeat.
     void Remove();
 
-    bool IsHeld() const { return fd_ >= 0; }
+    bool IsHeld() const { return file_.IsOpen(); }
     const std::string& Path() const { return path_; }
 
     struct Record {
@@ -53,5 +55,5 @@ private:
     bool CreateAndWrite();
 
     std::string path_;
-    int fd_ = -1;
+    LFile file_;
 };
