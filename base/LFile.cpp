@@ -78,11 +78,13 @@ bool LFile::ReadExact(void* buffer, size_t size) {
     return Read(buffer, size) == static_cast<int64_t>(size);
 }
 
-bool LFile::WriteAll(const void* data, size_t size) {
+bool LWriteAll(int fd, const void* data, size_t size) {
     const auto* bytes = static_cast<const char*>(data);
-    return TransferFully(size, [&](size_t count, size_t done) { return ::write(fd_, bytes + done, count); }) ==
+    return TransferFully(size, [&](size_t count, size_t done) { return ::write(fd, bytes + done, count); }) ==
            static_cast<int64_t>(size);
 }
+
+bool LFile::WriteAll(const void* data, size_t size) { return LWriteAll(fd_, data, size); }
 
 int64_t LFile::ReadAt(void* buffer, size_t size, int64_t offset) const {
     auto* bytes = static_cast<char*>(buffer);

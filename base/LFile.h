@@ -90,6 +90,11 @@ private:
     int fd_ = -1;
 };
 
+// Writes all `size` bytes to a descriptor the caller keeps (a pipe or socket
+// not owned by an LFile), resuming after partial and interrupted writes.
+// False when a write failed or the descriptor took nothing.
+bool LWriteAll(int fd, const void* data, size_t size);
+
 // flock(2) that gives up after `milliseconds`: it retries LOCK_NB until the
 // time is up. Negative milliseconds wait without limit. Returns 0 or -1 with
 // errno set (EWOULDBLOCK on time-out).

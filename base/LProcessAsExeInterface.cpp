@@ -1,5 +1,7 @@
 #include "base/LProcessAsExeInterface.h"
 
+#include "base/LFile.h"
+
 #include <poll.h>
 
 #include <algorithm>
@@ -17,16 +19,7 @@ uint32_t LProcessAsExeInterface::NowMilliseconds() const {
 }
 
 void LProcessAsExeInterface::Send(const void* data, size_t size) {
-    const auto* bytes = static_cast<const uint8_t*>(data);
-    while (size > 0) {
-        ssize_t n = ::write(outFd_, bytes, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return;  // the parent has gone; nothing left to tell
-        bytes += n;
-        size -= static_cast<size_t>(n);
-    }
+    LWriteAll(outFd_, data, size);  // a failure means the parent has gone: nothing left to tell
 }
 
 void LProcessAsExeInterface::SendText(uint8_t type, const char* text) {
