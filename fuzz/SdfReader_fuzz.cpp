@@ -1,6 +1,7 @@
 // Walks any input as an SDF file: every chunk at every depth, with every kind
 // of read, through the memory stream and through the buffered file stream
 // (which must agree), then checks that unknown chunks survive a rewrite.
+#include "base/LByteOrder.h"
 #include "sdf/LInputStreamBuffer.h"
 #include "sdf/LInputStreamFileShared.h"
 #include "sdf/LOutputStreamByteArray.h"
@@ -11,6 +12,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -101,7 +103,7 @@ LSDFUnknownChunkList RootChunks(const uint8_t* data, size_t size, uint32_t type,
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Take the file type from the input so that most inputs get past Open.
     uint32_t type = 0;
-    if (size >= 10) type = lsdf::GetU32(data + 6);
+    if (size >= 10) type = LByteOrder::GetLE32(data + 6);
 
     LInputStreamBuffer memory(data, size);
     const uint64_t fromMemory = WalkAll(memory, type);

@@ -1,5 +1,7 @@
 #include "sdf/LSDFReader.h"
 
+#include "base/LByteOrder.h"
+
 #include <cstring>
 #include <limits>
 
@@ -13,9 +15,9 @@ bool LSDFReader::Open(LInputStream& stream, uint32_t fileType) {
     uint8_t header[lsdf::kFileHeaderSize];
     if (!stream.ReadExact(header, sizeof header)) return false;
     if (std::memcmp(header, lsdf::kMagic, 4) != 0) return false;
-    if (lsdf::GetU16(header + 4) != lsdf::kFormatVersion) return false;
-    if (lsdf::GetU32(header + 6) != fileType) return false;
-    userVersion_ = lsdf::GetU16(header + 10);
+    if (LByteOrder::GetLE16(header + 4) != lsdf::kFormatVersion) return false;
+    if (LByteOrder::GetLE32(header + 6) != fileType) return false;
+    userVersion_ = LByteOrder::GetLE16(header + 10);
 
     // The root may not claim more than the stream holds; an unknown size
     // (a pipe) leaves that to the reads.
@@ -49,14 +51,14 @@ bool LSDFReader::ReadChunkHeaderAt(int64_t offset, int64_t parentEnd, LSDFChunkI
         good_ = false;
         return false;
     }
-    const uint64_t length = lsdf::GetU64(header + 4);
+    const uint64_t length = LByteOrder::GetLE64(header + 4);
     const int64_t payloadOffset = offset + headerSize;
     if (length > static_cast<uint64_t>(parentEnd - payloadOffset)) {
         good_ = false;
         return false;
     }
-    info.id = lsdf::GetU16(header);
-    info.type = lsdf::GetU16(header + 2);
+    info.id = LByteOrder::GetLE16(header);
+    info.type = LByteOrder::GetLE16(header + 2);
     info.payloadOffset = payloadOffset;
     info.length = static_cast<int64_t>(length);
     return true;

@@ -1,8 +1,10 @@
 #include "sdf/LSDFReaderChunk.h"
 
+#include "base/LByteOrder.h"
 #include "sdf/LSDFReader.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <new>
 
@@ -38,21 +40,21 @@ bool LSDFReaderChunk::ReadBool(bool& value) {
 bool LSDFReaderChunk::ReadInt(int32_t& value) {
     uint8_t bytes[4];
     if (!ReadFixed(bytes, sizeof bytes)) return false;
-    value = static_cast<int32_t>(lsdf::GetU32(bytes));
+    value = static_cast<int32_t>(LByteOrder::GetLE32(bytes));
     return true;
 }
 
 bool LSDFReaderChunk::ReadInt64(int64_t& value) {
     uint8_t bytes[8];
     if (!ReadFixed(bytes, sizeof bytes)) return false;
-    value = static_cast<int64_t>(lsdf::GetU64(bytes));
+    value = static_cast<int64_t>(LByteOrder::GetLE64(bytes));
     return true;
 }
 
 bool LSDFReaderChunk::ReadFloat(float& value) {
     uint8_t bytes[4];
     if (!ReadFixed(bytes, sizeof bytes)) return false;
-    value = std::bit_cast<float>(lsdf::GetU32(bytes));
+    value = std::bit_cast<float>(LByteOrder::GetLE32(bytes));
     return true;
 }
 

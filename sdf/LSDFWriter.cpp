@@ -1,5 +1,8 @@
 #include "sdf/LSDFWriter.h"
 
+#include "base/LByteOrder.h"
+
+#include <bit>
 #include <cstring>
 
 bool LSDFWriter::Fail() {
@@ -22,9 +25,9 @@ bool LSDFWriter::Open(LOutputStream& stream, uint32_t fileType, uint16_t userVer
 
     uint8_t header[lsdf::kFileHeaderSize];
     std::memcpy(header, lsdf::kMagic, 4);
-    lsdf::PutU16(header + 4, lsdf::kFormatVersion);
-    lsdf::PutU32(header + 6, fileType);
-    lsdf::PutU16(header + 10, userVersion);
+    LByteOrder::PutLE16(header + 4, lsdf::kFormatVersion);
+    LByteOrder::PutLE32(header + 6, fileType);
+    LByteOrder::PutLE16(header + 10, userVersion);
     Put(header, sizeof header);
     return StartChunk(0, LSDFChunkType::Container);
 }
@@ -58,9 +61,9 @@ bool LSDFWriter::StartChunk(uint16_t id, uint16_t type, int order) {
     }
     if (!WritePendingUnknownBelow(order)) return false;
     uint8_t header[lsdf::kChunkHeaderSize];
-    lsdf::PutU16(header, id);
-    lsdf::PutU16(header + 2, type);
-    lsdf::PutU64(header + 4, 0);
+    LByteOrder::PutLE16(header, id);
+    LByteOrder::PutLE16(header + 2, type);
+    LByteOrder::PutLE64(header + 4, 0);
     if (!Put(header, sizeof header)) return false;
     const int64_t payloadOffset = stream_->Position();
     if (payloadOffset < 0) return Fail();
@@ -78,7 +81,7 @@ bool LSDFWriter::EndChunk(uint16_t id) {
     const int64_t end = stream_->Position();
     if (end < chunk.payloadOffset) return Fail();
     uint8_t length[8];
-    lsdf::PutU64(length, static_cast<uint64_t>(end - chunk.payloadOffset));
+    LByteOrder::PutLE64(length, static_cast<uint64_t>(end - chunk.payloadOffset));
     if (!stream_->Seek(chunk.payloadOffset - 8) || !stream_->Write(length, sizeof length) || !stream_->Seek(end)) {
         return Fail();
     }
@@ -114,19 +117,19 @@ bool LSDFWriter::WriteBool(uint16_t id, bool value, int order) {
 
 bool LSDFWriter::WriteInt(uint16_t id, int32_t value, int order) {
     uint8_t bytes[4];
-    lsdf::PutU32(bytes, static_cast<uint32_t>(value));
+    LByteOrder::PutLE32(bytes, static_cast<uint32_t>(value));
     return WriteValue(id, LSDFChunkType::Int, bytes, sizeof bytes, order);
 }
 
 bool LSDFWriter::WriteInt64(uint16_t id, int64_t value, int order) {
     uint8_t bytes[8];
-    lsdf::PutU64(bytes, static_cast<uint64_t>(value));
+    LByteOrder::PutLE64(bytes, static_cast<uint64_t>(value));
     return WriteValue(id, LSDFChunkType::Int64, bytes, sizeof bytes, order);
 }
 
 bool LSDFWriter::WriteFloat(uint16_t id, float value, int order) {
     uint8_t bytes[4];
-    lsdf::PutU32(bytes, std::bit_cast<uint32_t>(value));
+    LByteOrder::PutLE32(bytes, std::bit_cast<uint32_t>(value));
     return WriteValue(id, LSDFChunkType::Float, bytes, sizeof bytes, order);
 }
 
@@ -145,7 +148,7 @@ bool LSDFWriter::WriteBlob(uint16_t id, const void* data, size_t size, int order
 
 bool LSDFWriter::WriteDate(uint16_t id, int64_t secondsSinceEpoch, int order) {
     uint8_t bytes[8];
-    lsdf::PutU64(bytes, static_cast<uint64_t>(secondsSinceEpoch));
+    LByteOrder::PutLE64(bytes, static_cast<uint64_t>(secondsSinceEpoch));
     return WriteValue(id, LSDFChunkType::Date, bytes, sizeof bytes, order);
 }
 

@@ -1,5 +1,6 @@
 #include "formats/wave/LSNKPCMFile.h"
 
+#include "base/LByteOrder.h"
 #include "formats/wave/LRiffChunk.h"
 
 #include <fcntl.h>
@@ -36,13 +37,13 @@ void LSNKPCMFileBase::BuildHeader(uint8_t (&h)[kHeaderSize], int sampleRate, int
     riff::PutHeader(h, "RIFF", final ? static_cast<uint32_t>(firstChunkBytes + kRiffOverhead) : kProvisionalRiffLength);
     std::memcpy(h + 8, "WAVE", 4);
     riff::PutHeader(h + 12, "fmt ", 18);
-    riff::PutLE16(h + 20, 1);  // tag 1 for every sample type, float included
-    riff::PutLE16(h + 22, static_cast<uint16_t>(channels));
-    riff::PutLE32(h + 24, static_cast<uint32_t>(sampleRate));
-    riff::PutLE32(h + 28, static_cast<uint32_t>(static_cast<uint64_t>(sampleRate) * blockAlign));
-    riff::PutLE16(h + 32, static_cast<uint16_t>(blockAlign));
-    riff::PutLE16(h + 34, static_cast<uint16_t>(bytesPerSample * 8));
-    riff::PutLE16(h + 36, 0);
+    LByteOrder::PutLE16(h + 20, 1);  // tag 1 for every sample type, float included
+    LByteOrder::PutLE16(h + 22, static_cast<uint16_t>(channels));
+    LByteOrder::PutLE32(h + 24, static_cast<uint32_t>(sampleRate));
+    LByteOrder::PutLE32(h + 28, static_cast<uint32_t>(static_cast<uint64_t>(sampleRate) * blockAlign));
+    LByteOrder::PutLE16(h + 32, static_cast<uint16_t>(blockAlign));
+    LByteOrder::PutLE16(h + 34, static_cast<uint16_t>(bytesPerSample * 8));
+    LByteOrder::PutLE16(h + 36, 0);
     riff::PutHeader(h + 38, "data", final ? static_cast<uint32_t>(firstChunkBytes) : kProvisionalDataLength);
 }
 

@@ -1,5 +1,6 @@
 #include "formats/wave/LSRCPCMFile.h"
 
+#include "base/LByteOrder.h"
 #include "formats/wave/LRiffChunk.h"
 
 #include <algorithm>
@@ -39,7 +40,7 @@ void LSRCPCMFileBase::BuildSegments(int64_t firstLength) const {
     while (walkDataChunks_) {
         uint8_t head[8];
         if (file_.ReadAt(head, sizeof head, offset) != 8 || !riff::IdIs(head, "data")) break;
-        uint32_t length = riff::GetLE32(head + 4);
+        uint32_t length = LByteOrder::GetLE32(head + 4);
         if (length == 0) {
             // A further chunk whose length its writer hasn't set yet: the file
             // is still growing beyond 4 GiB.
@@ -64,7 +65,7 @@ void LSRCPCMFileBase::AddOpenEndedChunks(int64_t offset) const {
         uint8_t head[8];
         int64_t next = start + capacity;
         if (capacity <= 0 || file_.ReadAt(head, sizeof head, next) != 8 || !riff::IdIs(head, "data") ||
-            riff::GetLE32(head + 4) != 0) {
+            LByteOrder::GetLE32(head + 4) != 0) {
             segments_.push_back({start, -1, logical});
             return;
         }
@@ -79,13 +80,13 @@ void LSRCPCMFileBase::AddOpenEndedChunks(int64_t offset) const {
 // mark too; a finished further chunk behind it tells the two apart.
 bool LSRCPCMFileBase::FurtherChunkFollows(int64_t offset) const {
     uint8_t head[8];
-    return file_.ReadAt(head, sizeof head, offset) == 8 && riff::IdIs(head, "data") && riff::GetLE32(head + 4) != 0;
+    return file_.ReadAt(head, sizeof head, offset) == 8 && riff::IdIs(head, "data") && LByteOrder::GetLE32(head + 4) != 0;
 }
 
 uint32_t LSRCPCMFileBase::ReadFirstDataLength() const {
     uint8_t length[4];
     if (file_.ReadAt(length, sizeof length, dataStart_ - 4) != 4) return 0xFFFFFFFFu;
-    return riff::GetLE32(length);
+    return LByteOrder::GetLE32(length);
 }
 
 int64_t LSRCPCMFileBase::FramesInFile() const {

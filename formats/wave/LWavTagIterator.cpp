@@ -1,5 +1,6 @@
 #include "formats/wave/LWavTagIterator.h"
 
+#include "base/LByteOrder.h"
 #include "base/LFile.h"
 #include "formats/wave/LRiffChunk.h"
 #include "formats/wave/LWavTags.h"
@@ -54,7 +55,7 @@ bool LWavTagIterator::FileScanForInfo(LFile& file) {
     for (int64_t offset = 0; offset + 12 <= fileSize;) {
         uint8_t head[12];
         if (file.ReadAt(head, sizeof head, offset) != 12) break;
-        const int64_t riffEnd = offset + 8 + static_cast<int64_t>(riff::EvenLength(riff::GetLE32(head + 4)));
+        const int64_t riffEnd = offset + 8 + static_cast<int64_t>(riff::EvenLength(LByteOrder::GetLE32(head + 4)));
         if (riff::IdIs(head, "RIFF") && riff::IdIs(head + 8, "WAVE")) {
             found = true;
             // The RIFF length of a file beyond 4 GiB can't tell where it ends.
@@ -73,7 +74,7 @@ void LWavTagIterator::WalkChunks(LFile& file, int64_t offset, int64_t end) {
     while (offset + 8 <= end) {
         uint8_t head[8];
         if (file.ReadAt(head, sizeof head, offset) != 8) return;
-        uint64_t length = riff::GetLE32(head + 4);
+        uint64_t length = LByteOrder::GetLE32(head + 4);
         // A length beyond the end is cut to what is there; a zero length is
         // just a header.
         length = std::min<uint64_t>(length, static_cast<uint64_t>(end - offset - 8));
@@ -88,7 +89,7 @@ void LWavTagIterator::WalkChunks(LFile& file, int64_t offset, int64_t end) {
 
 void LWavTagIterator::SubchunkRead(const uint8_t* id, const std::vector<uint8_t>& body) {
     if (riff::IdIs(id, "CSET")) {
-        if (body.size() == 8) codePage_ = riff::GetLE16(body.data());
+        if (body.size() == 8) codePage_ = LByteOrder::GetLE16(body.data());
     } else if (riff::IdIs(id, "LIST")) {
         ReadInfoList(body);
     } else if (riff::IdIs(id, "id3 ")) {
@@ -98,7 +99,7 @@ void LWavTagIterator::SubchunkRead(const uint8_t* id, const std::vector<uint8_t>
     } else if (riff::IdIs(id, "cart")) {
         ReadCart(body);
     } else if (riff::IdIs(id, "DISP")) {
-        if (body.size() > 4 && riff::GetLE32(body.data()) == 1) {
+        if (body.size() > 4 && LByteOrder::GetLE32(body.data()) == 1) {
             RawTagAdd("TITLE", FieldText(body.data() + 4, body.size() - 5), true);
         }
     }
@@ -109,7 +110,7 @@ void LWavTagIterator::ReadInfoList(const std::vector<uint8_t>& body) {
     size_t at = 4;
     while (at + 8 <= body.size()) {
         const uint8_t* head = body.data() + at;
-        size_t length = riff::GetLE32(head + 4);
+        size_t length = LByteOrder::GetLE32(head + 4);
         if (length > body.size() - at - 8) return;
         // The last byte of the stated length is taken as the terminator.
         std::string value = length ? FieldText(head + 8, length - 1) : std::string();
@@ -123,11 +124,11 @@ void LWavTagIterator::ReadBext(const std::vector<uint8_t>& body) {
     b[255] = b[287] = b[319] = 0;
     for (const wavtags::TextField& f : wavtags::kBextText) RawTagAdd(f.key, FieldText(&b[f.offset], f.size), false);
     char number[32];
-    std::snprintf(number, sizeof number, "%d", static_cast<int32_t>(riff::GetLE32(&b[338])));
+    std::snprintf(number, sizeof number, "%d", static_cast<int32_t>(LByteOrder::GetLE32(&b[338])));
     RawTagAdd("TIMEREFLOW", number, false);
-    std::snprintf(number, sizeof number, "%d", static_cast<int32_t>(riff::GetLE32(&b[342])));
+    std::snprintf(number, sizeof number, "%d", static_cast<int32_t>(LByteOrder::GetLE32(&b[342])));
     RawTagAdd("TIMEREFHIGH", number, false);
-    std::snprintf(number, sizeof number, "%x", riff::GetLE16(&b[346]));
+    std::snprintf(number, sizeof number, "%x", LByteOrder::GetLE16(&b[346]));
     RawTagAdd("BWFVERSION", number, false);
     std::string umid;
     for (int i = 0; i < 64; ++i) umid += std::to_string(b[348 + i]) + ",";
@@ -142,7 +143,7 @@ void LWavTagIterator::ReadCart(const std::vector<uint8_t>& body) {
     for (const wavtags::TextField& f : wavtags::kCartText) RawTagAdd(f.key, FieldText(&b[f.offset], f.size), false);
     RawTagAdd("URL", FieldText(&b[1024], 1024), false);
     for (const wavtags::NumberField& f : wavtags::kCartNumbers) {
-        RawTagAdd(f.key, std::to_string(riff::GetLE32(&b[f.offset])), false);
+        RawTagAdd(f.key, std::to_string(LByteOrder::GetLE32(&b[f.offset])), false);
     }
     RawTagAdd("TAGTEXT", RestText(body, wavtags::kCartBlockSize), false);
 }

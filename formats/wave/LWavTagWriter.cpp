@@ -1,5 +1,6 @@
 #include "formats/wave/LWavTagWriter.h"
 
+#include "base/LByteOrder.h"
 #include "base/LFile.h"
 #include "base/LFileLock.h"
 #include "formats/wave/LRiffChunk.h"
@@ -39,7 +40,7 @@ void PutNumber(std::vector<uint8_t>& block, size_t offset, const std::string& te
     char* end = nullptr;
     long long v = std::strtoll(digits.c_str(), &end, 10);
     if (end == digits.c_str()) return;
-    riff::PutLE32(&block[offset], static_cast<uint32_t>(v));
+    LByteOrder::PutLE32(&block[offset], static_cast<uint32_t>(v));
 }
 
 void PutUmid(std::vector<uint8_t>& block, const std::string& text) {
@@ -70,7 +71,7 @@ void PrepareBlocks(const std::string& key, const std::string& value, std::vector
     if (key == "TIMEREFHIGH") PutNumber(bext, 342, value);
     if (key == "BWFVERSION") {
         // Read out in hexadecimal, parsed back in decimal: kept as it always was.
-        riff::PutLE16(&bext[346], static_cast<uint16_t>(std::strtoul(value.substr(0, 6).c_str(), nullptr, 10)));
+        LByteOrder::PutLE16(&bext[346], static_cast<uint16_t>(std::strtoul(value.substr(0, 6).c_str(), nullptr, 10)));
     }
     if (key == "UMID") PutUmid(bext, value);
     if (key == "CODINGHISTORY") history = value;
@@ -81,7 +82,7 @@ bool IsTagChunk(const uint8_t* head, LFile& file, int64_t offset, bool replaceId
     if (riff::IdIs(head, "id3 ")) return replaceId3;
     uint8_t type[4];
     if (riff::IdIs(head, "LIST")) return file.ReadAt(type, 4, offset + 8) == 4 && riff::IdIs(type, "INFO");
-    if (riff::IdIs(head, "DISP")) return file.ReadAt(type, 4, offset + 8) == 4 && riff::GetLE32(type) == 1;
+    if (riff::IdIs(head, "DISP")) return file.ReadAt(type, 4, offset + 8) == 4 && LByteOrder::GetLE32(type) == 1;
     return false;
 }
 
@@ -109,9 +110,9 @@ std::vector<NewChunk> LWavTagWriter::PrepareChunks(const LFileTagDataAudio& tags
     std::vector<uint8_t> list = {'I', 'N', 'F', 'O'};
     for (const auto& sub : info) list.insert(list.end(), sub.begin(), sub.end());
     std::vector<uint8_t> cset(8, 0);
-    riff::PutLE16(cset.data(), wavtags::kCodePageUTF8);
+    LByteOrder::PutLE16(cset.data(), wavtags::kCodePageUTF8);
     std::vector<uint8_t> disp(4, 0);
-    riff::PutLE32(disp.data(), 1);
+    LByteOrder::PutLE32(disp.data(), 1);
     if (!title.empty()) AppendText(disp, title);
     if (disp.size() & 1) disp.push_back(0);
 
@@ -135,10 +136,10 @@ std::vector<LWavTagWriter::OldChunk> LWavTagWriter::Scan(LFile& file) const {
     if (file.ReadAt(head, 8, 0) != 8) return chunks;
     int64_t end = static_cast<uint64_t>(size) >= limits_.bigFileSize
                       ? size
-                      : std::min<int64_t>(size, 8 + static_cast<int64_t>(riff::EvenLength(riff::GetLE32(head + 4))));
+                      : std::min<int64_t>(size, 8 + static_cast<int64_t>(riff::EvenLength(LByteOrder::GetLE32(head + 4))));
     for (int64_t offset = 12; offset + 8 <= end;) {
         if (file.ReadAt(head, 8, offset) != 8) break;
-        OldChunk c{offset, {}, riff::GetLE32(head + 4)};
+        OldChunk c{offset, {}, LByteOrder::GetLE32(head + 4)};
         std::memcpy(c.id, head, 4);
         c.length = static_cast<uint32_t>(std::min<int64_t>(c.length, end - offset - 8));
         chunks.push_back(c);
@@ -255,7 +256,7 @@ bool LWavTagWriter::MainHeaderLengthUpdate(LFile& file) {
     int64_t size = file.Size();
     if (size < 8) return false;
     uint8_t length[4];
-    riff::PutLE32(length, static_cast<uint32_t>(std::min<int64_t>(size - 8, limits_.riffLengthMax)));
+    LByteOrder::PutLE32(length, static_cast<uint32_t>(std::min<int64_t>(size - 8, limits_.riffLengthMax)));
     return file.WriteAllAt(length, 4, 4);
 }
 
@@ -279,7 +280,7 @@ bool LWavTagWriter::Write(const std::string& path, const LFileTagDataAudio& tags
     if (header.dataLength >= kWaveUnknownDataLength) {
         uint8_t next[8];
         if (file.ReadAt(next, 8, header.dataStart + header.dataLength) != 8 || !riff::IdIs(next, "data") ||
-            riff::GetLE32(next + 4) == 0) {
+            LByteOrder::GetLE32(next + 4) == 0) {
             return false;
         }
     }

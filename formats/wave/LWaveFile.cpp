@@ -1,5 +1,6 @@
 #include "formats/wave/LWaveFile.h"
 
+#include "base/LByteOrder.h"
 #include "base/LFile.h"
 #include "formats/wave/LRawFileDataSoundSink.h"
 #include "formats/wave/LRawFileDataSoundSource.h"
@@ -102,17 +103,17 @@ uint32_t WriteG711Header(LRawFileDataSoundSinkBase& sink, bool, uint16_t tag) {
     riff::PutHeader(h, "RIFF", dataBytes + 50);
     std::memcpy(h + 8, "WAVE", 4);
     riff::PutHeader(h + 12, "fmt ", 18);
-    riff::PutLE16(h + 20, tag);
-    riff::PutLE16(h + 22, static_cast<uint16_t>(sink.GetChannels()));
-    riff::PutLE32(h + 24, static_cast<uint32_t>(sink.GetSampleRate()));
+    LByteOrder::PutLE16(h + 20, tag);
+    LByteOrder::PutLE16(h + 22, static_cast<uint16_t>(sink.GetChannels()));
+    LByteOrder::PutLE32(h + 24, static_cast<uint32_t>(sink.GetSampleRate()));
     // Byte rate and block align as every earlier version wrote them, whatever
     // the channel count; readers derive the real values from the sample size.
-    riff::PutLE32(h + 28, static_cast<uint32_t>(sink.GetSampleRate()));
-    riff::PutLE16(h + 32, 8);
-    riff::PutLE16(h + 34, 8);
-    riff::PutLE16(h + 36, 0);
+    LByteOrder::PutLE32(h + 28, static_cast<uint32_t>(sink.GetSampleRate()));
+    LByteOrder::PutLE16(h + 32, 8);
+    LByteOrder::PutLE16(h + 34, 8);
+    LByteOrder::PutLE16(h + 36, 0);
     riff::PutHeader(h + 38, "fact", 4);
-    riff::PutLE32(h + 46, frames);
+    LByteOrder::PutLE32(h + 46, frames);
     riff::PutHeader(h + 50, "data", dataBytes);
     return sink.File().WriteAllAt(h, sizeof h, 0) ? sizeof h : 0;
 }

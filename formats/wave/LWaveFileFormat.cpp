@@ -1,5 +1,6 @@
 #include "formats/wave/LWaveFileFormat.h"
 
+#include "base/LByteOrder.h"
 #include "base/LFile.h"
 #include "base/LFileLock.h"
 #include "formats/wave/LRiffChunk.h"
@@ -24,24 +25,24 @@ LWaveFileFormat LWaveFileFormat::PCM(int sampleRate, int channels, int bits) {
 void LWaveFileFormat::FromBytes(const uint8_t* bytes, size_t size) {
     uint8_t block[kBlockSize] = {};
     std::memcpy(block, bytes, std::min(size, kBlockSize));
-    formatTag = riff::GetLE16(block + 0);
-    channels = riff::GetLE16(block + 2);
-    samplesPerSec = riff::GetLE32(block + 4);
-    avgBytesPerSec = riff::GetLE32(block + 8);
-    blockAlign = riff::GetLE16(block + 12);
-    bitsPerSample = riff::GetLE16(block + 14);
-    extraSize = riff::GetLE16(block + 16);
+    formatTag = LByteOrder::GetLE16(block + 0);
+    channels = LByteOrder::GetLE16(block + 2);
+    samplesPerSec = LByteOrder::GetLE32(block + 4);
+    avgBytesPerSec = LByteOrder::GetLE32(block + 8);
+    blockAlign = LByteOrder::GetLE16(block + 12);
+    bitsPerSample = LByteOrder::GetLE16(block + 14);
+    extraSize = LByteOrder::GetLE16(block + 16);
     std::memcpy(extra, block + kFixedSize, kMaxExtra);
 }
 
 void LWaveFileFormat::ToBytes(uint8_t (&block)[kBlockSize]) const {
-    riff::PutLE16(block + 0, formatTag);
-    riff::PutLE16(block + 2, channels);
-    riff::PutLE32(block + 4, samplesPerSec);
-    riff::PutLE32(block + 8, avgBytesPerSec);
-    riff::PutLE16(block + 12, blockAlign);
-    riff::PutLE16(block + 14, bitsPerSample);
-    riff::PutLE16(block + 16, extraSize);
+    LByteOrder::PutLE16(block + 0, formatTag);
+    LByteOrder::PutLE16(block + 2, channels);
+    LByteOrder::PutLE32(block + 4, samplesPerSec);
+    LByteOrder::PutLE32(block + 8, avgBytesPerSec);
+    LByteOrder::PutLE16(block + 12, blockAlign);
+    LByteOrder::PutLE16(block + 14, bitsPerSample);
+    LByteOrder::PutLE16(block + 16, extraSize);
     std::memcpy(block + kFixedSize, extra, kMaxExtra);
 }
 

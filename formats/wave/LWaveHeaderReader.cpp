@@ -1,5 +1,6 @@
 #include "formats/wave/LWaveHeaderReader.h"
 
+#include "base/LByteOrder.h"
 #include "base/LFile.h"
 #include "formats/wave/LRiffChunk.h"
 #include "stream/LSoundSourceBase.h"
@@ -28,7 +29,7 @@ int64_t FindWaveForm(LFile& file) {
         if (riff::IdIs(head, "RIFF") && riff::IdIs(head + 8, "WAVE")) return offset + 12;
         // A foreign chunk: its length is taken signed, so a huge or negative one
         // (an RF64 file's all-ones length) ends the search instead of looping.
-        int64_t skip = (static_cast<int64_t>(static_cast<int32_t>(riff::GetLE32(head + 4))) + 1) & ~int64_t{1};
+        int64_t skip = (static_cast<int64_t>(static_cast<int32_t>(LByteOrder::GetLE32(head + 4))) + 1) & ~int64_t{1};
         if (skip < 5) return -1;
         offset += 8 + skip;
     }
