@@ -7,7 +7,6 @@
 #include "edit/LSoundCache.h"
 
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -28,11 +27,7 @@ KVCoreUtils::FreeSpaceFunction& FreeSpaceHook() {
 }
 
 int64_t FreeBytes(const std::string& folder) {
-    if (FreeSpaceHook()) return FreeSpaceHook()(folder);
-    struct statvfs info {};
-    if (::statvfs(folder.c_str(), &info) != 0) return 0;
-    // Blocks an unprivileged user may still fill: what a save or an edit can use.
-    return static_cast<int64_t>(info.f_bavail) * static_cast<int64_t>(info.f_frsize);
+    return FreeSpaceHook() ? FreeSpaceHook()(folder) : LSoundCacheFreeSpaceOfFolder(folder);
 }
 
 bool IsDirectory(const char* folder) {

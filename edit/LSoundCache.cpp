@@ -23,9 +23,10 @@ namespace {
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
-// Calls f(name) for every entry of folder whose name matches pattern.
-template <class F>
-void ForEachMatchingFile(const std::string& folder, const char* pattern, F&& f) {
+}  // namespace
+
+void LSoundCacheForEachFile(const std::string& folder, const char* pattern,
+                            const std::function<void(const char* name)>& f) {
     DIR* dir = ::opendir(folder.c_str());
     if (!dir) return;
     while (dirent* entry = ::readdir(dir)) {
@@ -35,7 +36,7 @@ void ForEachMatchingFile(const std::string& folder, const char* pattern, F&& f) 
     ::closedir(dir);
 }
 
-int64_t FreeSpaceOfFolder(const std::string& folder) {
+int64_t LSoundCacheFreeSpaceOfFolder(const std::string& folder) {
     struct stat st;
     const char* probe = (!folder.empty() && ::stat(folder.c_str(), &st) == 0) ? folder.c_str() : "/";
     struct statvfs vfs;
@@ -43,8 +44,6 @@ int64_t FreeSpaceOfFolder(const std::string& folder) {
     // Blocks available to us, not to root: that is what our writes can use.
     return static_cast<int64_t>(vfs.f_bavail) * static_cast<int64_t>(vfs.f_frsize);
 }
-
-}  // namespace
 
 uint16_t LSoundCacheParseItemNumber(const char* fileName) {
     char* end = nullptr;
@@ -152,7 +151,7 @@ void LSoundCache::ScanFolderIfNeeded() {
         std::fill_n(known_.get(), kItemCount, uint8_t{0});
         folder = folder_;
     }
-    ForEachMatchingFile(folder, "*.aud", [&](const char* name) {
+    LSoundCacheForEachFile(folder, "*.aud", [&](const char* name) {
         const uint16_t number = LSoundCacheParseItemNumber(name);
         Lock lock(mutex_);
         ScanItem(number);
@@ -285,7 +284,7 @@ void LSoundCache::DeleteCachedFiles() {
 void LSoundCache::DeleteCachedFiles(const char* pattern) {
     const std::string folder = GetCacheFolder();
     if (folder.empty()) return;
-    ForEachMatchingFile(folder, pattern, [&](const char* name) {
+    LSoundCacheForEachFile(folder, pattern, [&](const char* name) {
         const uint16_t number = LSoundCacheParseItemNumber(name);
         if (number == kSoundCacheItemNone || GetRefCount(number) != 0) return;
         if (number <= kSoundCacheItemLast && IsHeldElsewhere(number)) return;
@@ -300,7 +299,7 @@ void LSoundCache::DeleteCachedFiles(const char* pattern) {
 void LSoundCache::ItemsDelete(long cutoff) {
     const std::string folder = GetCacheFolder();
     if (folder.empty()) return;
-    ForEachMatchingFile(folder, "*.audinfo", [&](const char* name) {
+    LSoundCacheForEachFile(folder, "*.audinfo", [&](const char* name) {
         const uint16_t number = LSoundCacheParseItemNumber(name);
         if (number > kSoundCacheItemLast) return;
         LSoundCacheItemInfoContents info;
@@ -339,7 +338,7 @@ int64_t LSoundCache::GetFreeSpace() const {
         function = freeSpace_;
         folder = folder_;
     }
-    return function ? function(folder) : FreeSpaceOfFolder(folder);
+    return function ? function(folder) : LSoundCacheFreeSpaceOfFolder(folder);
 }
 
 std::string LSoundCache::GetVolumeName() const {

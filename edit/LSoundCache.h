@@ -125,3 +125,12 @@ private:
 // Parses the number of an item file's name as the cache does: strtol, with
 // anything outside 0..65535 mapped to kSoundCacheItemNone.
 uint16_t LSoundCacheParseItemNumber(const char* fileName);
+
+// Calls f(name) for every entry of folder, except hidden ones, whose name
+// matches the fnmatch pattern ("*.audinfo"). Nothing when it can't be opened.
+void LSoundCacheForEachFile(const std::string& folder, const char* pattern,
+                            const std::function<void(const char* name)>& f);
+
+// Free bytes on the volume of folder ("/" when folder doesn't exist) that an
+// unprivileged writer can use; 0 when that can't be measured.
+int64_t LSoundCacheFreeSpaceOfFolder(const std::string& folder);

@@ -3,9 +3,6 @@
 #include "edit/LSoundCache.h"
 #include "edit/LSoundCacheItemInfo.h"
 
-#include <dirent.h>
-
-#include <cstring>
 #include <ctime>
 #include <vector>
 
@@ -21,16 +18,13 @@ constexpr long kAll = -1;
 // unreferenced ones go: a referenced item may still be read from what is left.
 void DeleteInvalidItems(LSoundCache& cache) {
     const std::string folder = cache.GetCacheFolder();
-    DIR* dir = folder.empty() ? nullptr : ::opendir(folder.c_str());
-    if (!dir) return;
+    if (folder.empty()) return;
+    // Collected first: deleting while the folder is read could skip entries.
     std::vector<uint16_t> numbers;
-    while (dirent* entry = ::readdir(dir)) {
-        const size_t length = std::strlen(entry->d_name);
-        if (length <= 8 || std::strcmp(entry->d_name + length - 8, ".audinfo") != 0) continue;
-        const uint16_t number = LSoundCacheParseItemNumber(entry->d_name);
+    LSoundCacheForEachFile(folder, "*.audinfo", [&](const char* name) {
+        const uint16_t number = LSoundCacheParseItemNumber(name);
         if (number <= kSoundCacheItemLast) numbers.push_back(number);
-    }
-    ::closedir(dir);
+    });
     for (uint16_t number : numbers) {
         if (!LSoundCacheItemIsValid(number) && cache.GetRefCount(number) == 0) cache.CacheItemDelete(number);
     }

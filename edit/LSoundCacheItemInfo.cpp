@@ -10,14 +10,12 @@
 #include "sdf/LSDFReaderChunkIterator.h"
 #include "sdf/LSDFWriter.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <ctime>
 
 using namespace soundcacheinfo;
@@ -211,16 +209,14 @@ bool LSoundCacheItemIsValid(uint16_t number) {
 
 uint16_t LSoundCacheItemOriginalFileDetailsMatch(const std::string& path, int64_t mtime, int64_t size, int32_t tag) {
     const std::string folder = LSoundCache::Instance().GetCacheFolder();
-    DIR* dir = folder.empty() ? nullptr : ::opendir(folder.c_str());
-    if (!dir) return kSoundCacheItemNone;
+    if (folder.empty()) return kSoundCacheItemNone;
     uint16_t found = kSoundCacheItemNone;
-    while (dirent* entry = ::readdir(dir)) {
-        const size_t length = std::strlen(entry->d_name);
-        if (length <= 8 || std::strcmp(entry->d_name + length - 8, ".audinfo") != 0) continue;
-        const uint16_t number = LSoundCacheParseItemNumber(entry->d_name);
-        if (number > kSoundCacheItemLast) continue;
+    LSoundCacheForEachFile(folder, "*.audinfo", [&](const char* name) {
+        if (found != kSoundCacheItemNone) return;
+        const uint16_t number = LSoundCacheParseItemNumber(name);
+        if (number > kSoundCacheItemLast) return;
         LSoundCacheItemInfoContents info;
-        if (!LSoundCacheItemInfoRead(folder + "/" + entry->d_name, info)) continue;
+        if (!LSoundCacheItemInfoRead(folder + "/" + name, info)) return;
         for (const LSoundCacheOriginalFile& original : info.originals) {
             if (::strcasecmp(original.path.c_str(), path.c_str()) != 0) continue;
             if (original.mtime != static_cast<int32_t>(mtime) || original.size != size || original.tag != tag) continue;
@@ -231,9 +227,7 @@ uint16_t LSoundCacheItemOriginalFileDetailsMatch(const std::string& path, int64_
             found = number;
             break;
         }
-        if (found != kSoundCacheItemNone) break;
-    }
-    ::closedir(dir);
+    });
     if (found != kSoundCacheItemNone) LSoundCacheItemLastAccessTimeUpdate(found);
     return found;
 }
