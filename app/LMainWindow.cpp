@@ -71,9 +71,9 @@ bool LMainWindow::MainWindowInit() {
         if (Current() == this)
             PlayPendingLaunchRequests();
     });
-    if (GetSetting("Settings", "MainWindowShownAtStartup", "").rfind('0', 0) != 0)
+    if (IsShownAtStartup())
         ShowWindow(true);
-    if (!launchArgumentsPending_) {
+    if (pendingLaunchArguments_.empty()) {
         // Even a start without arguments takes this road, so the first
         // argument run always happens inside the running event loop.
         auto data = std::make_shared<CopyData>();
@@ -155,12 +155,10 @@ void LMainWindow::RunURIArguments(const std::vector<std::string>& arguments) {
 // --- Launch requests ------------------------------------------------------------
 
 void LMainWindow::EvOpenApplication(const char* launchArguments) {
-    if (GetSetting("Settings", "MainWindowShownAtStartup", "").rfind('0', 0) != 0)
+    if (IsShownAtStartup())
         CmOpen();
-    if (launchArguments && *launchArguments) {
-        launchArgumentsPending_ = true;
+    if (launchArguments && *launchArguments)
         pendingLaunchArguments_ = launchArguments;
-    }
 }
 
 void LMainWindow::EvOpenDocuments(const std::vector<std::string>& paths) {
@@ -180,10 +178,9 @@ void LMainWindow::PlayPendingLaunchRequests() {
             EvLoadFile(path.substr(0, CopyData::kSlotSize - 1).c_str());
         documentsPending_ = false;
     }
-    if (launchArgumentsPending_) {
+    if (!pendingLaunchArguments_.empty()) {
         const std::string line = std::move(pendingLaunchArguments_);
         pendingLaunchArguments_.clear();
-        launchArgumentsPending_ = false;
         EvRunArguments(line.c_str());
     }
 }
@@ -257,6 +254,11 @@ bool LMainWindow::IsModalRunning() const {
 
 int LMainWindow::Alert(const char* title, const char* text, std::initializer_list<const char*> buttons) {
     return LAlert(title, text, buttons);
+}
+
+bool LMainWindow::IsShownAtStartup() {
+    // Only a value that begins with '0' hides the window; empty shows it.
+    return GetSetting("Settings", "MainWindowShownAtStartup", "").rfind('0', 0) != 0;
 }
 
 std::string LMainWindow::GetSetting(const char* section, const char* key, const char* defaultValue) {

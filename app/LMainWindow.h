@@ -92,6 +92,8 @@ private:
     void PlayPendingLaunchRequests();
     void RunURIArguments(const std::vector<std::string>& arguments);
     void StopPipeThreads();
+    // The setting MainWindowShownAtStartup.
+    bool IsShownAtStartup();
 
     using Listener = LPipeListenerWithThreads<LMainWindowPipeListenerThread>;
     std::unique_ptr<Listener> listener_;
@@ -104,7 +106,6 @@ private:
     bool closed_ = false;
     bool documentsPending_ = false;
     std::vector<std::string> pendingDocuments_;
-    bool launchArgumentsPending_ = false;
-    std::string pendingLaunchArguments_;
+    std::string pendingLaunchArguments_;  // empty: none pending
     bool quitReasonSet_[2] = {false, false};
 };
