@@ -125,7 +125,8 @@ void LSRCPCMFileBase::WaitForStreamingData(int milliseconds) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
     const long long before = GetEndSample();
     while (Clock::now() < deadline) {
-        if (GetEndSample() != before || !IsStreaming()) return;
+        // GetEndSample has just looked at the file; EndIsKnown asks no more of it.
+        if (GetEndSample() != before || EndIsKnown()) return;
         std::this_thread::sleep_for(std::chrono::milliseconds(std::min(milliseconds, 10)));
     }
 }
