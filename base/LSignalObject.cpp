@@ -25,9 +25,13 @@ int LPollRetrying(pollfd* fds, nfds_t count, unsigned int milliseconds) {
 void LSignalObjectRef::Signal() const {
     if (writeFd_ < 0)
         return;
+    // Signal handlers raise signals too, and a handler must leave errno as the
+    // interrupted code had it; a full pipe makes write() fail with EAGAIN.
+    const int savedErrno = errno;
     const char byte = 1;
     while (::write(writeFd_, &byte, 1) < 0 && errno == EINTR) {
     }
+    errno = savedErrno;
 }
 
 void LSignalObjectRef::Reset() const {

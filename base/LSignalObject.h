@@ -21,6 +21,7 @@ public:
     LSignalObjectRef(int readFd, int writeFd) : readFd_(readFd), writeFd_(writeFd) {}
 
     // Raises the signal: writes one byte. A full pipe is already raised.
+    // Safe in a signal handler: errno is left as it was.
     void Signal() const;
     // Lowers the signal: reads the pipe empty.
     void Reset() const;

@@ -1,23 +1,12 @@
 #include "base/LStopOnInterrupt.h"
 
-#include <unistd.h>
-
 #include <atomic>
-#include <cerrno>
 
 namespace {
 
 std::atomic<int> gInterruptStopFd{-1};
 
-void OnInterrupt(int) {
-    const int savedErrno = errno;
-    const int fd = gInterruptStopFd.load();
-    if (fd >= 0) {
-        const char byte = 1;
-        [[maybe_unused]] ssize_t n = ::write(fd, &byte, 1);
-    }
-    errno = savedErrno;
-}
+void OnInterrupt(int) { LSignalObjectRef(-1, gInterruptStopFd.load()).Signal(); }
 
 }  // namespace
 

@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 
 namespace {
 
@@ -42,6 +45,20 @@ TEST(LSignalObject, SignalResetAndGroup) {
     for (int i = 0; i < LSignalObjectGroup::kMaxEntries; ++i)
         ASSERT_TRUE(full.Add(a));
     EXPECT_FALSE(full.Add(a));
+}
+
+// Signal() runs inside signal handlers, which must leave errno as they found
+// it; raising a signal whose pipe is already full is where write() fails.
+TEST(LSignalObject, SignalLeavesErrnoAlone) {
+    LSignalObject signal;
+    const char byte = 1;
+    while (::write(signal.Ref().WriteFd(), &byte, 1) == 1) {
+    }
+    ASSERT_EQ(errno, EAGAIN);
+    errno = EDOM;
+    signal.Signal();
+    EXPECT_EQ(errno, EDOM);
+    EXPECT_TRUE(signal.IsSignaled());
 }
 
 TEST(LThread, StopWaitAndRestart) {
