@@ -8,6 +8,11 @@
 
 LCutListAudioSource::LCutListAudioSource(const LCutListAudio& list)
     : LSoundSourceBase(list.GetSampleRate(), list.GetChannels(), kPeakUnbounded), list_(list), end_(list_.GetLength()) {
+    // The copy must not follow the document's lossless mode: a mode change
+    // would rewrite its segments under the reading thread, and dropping the
+    // source there would detach it from the root's client list, which belongs
+    // to the user-interface thread.
+    list_.SetMP3LosslessContextRoot(nullptr);
     if (list_.IsEmpty()) SetError(kSourceClosed);
     Rewind();
 }

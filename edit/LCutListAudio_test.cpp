@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <thread>
 
 using ::testing::ElementsAre;
 
@@ -281,6 +282,32 @@ TEST_F(LCutListAudioTest, LosslessModeNotifiesListsOfTheRoot) {
     EXPECT_TRUE(snapshot.IsMP3LosslessMode());
     LCutListAudio detached;
     EXPECT_FALSE(detached.IsMP3LosslessMode());
+}
+
+// Sources are handed to other threads and dropped there while the
+// user-interface thread copies the same list (undo snapshots) into its root.
+// The overlap is what a thread sanitizer build checks; here the counts and
+// the root's clients must come out right.
+TEST_F(LCutListAudioTest, SourcesDroppedOnAnotherThreadLeaveTheRootAlone) {
+    LMP3LosslessContextRoot root;
+    LCutListAudio list(&root);
+    list = a_;
+    list.SetMP3LosslessContextRoot(&root);
+    std::vector<LSoundSource> sources;
+    for (int i = 0; i < 200; ++i) sources.push_back(list.OpenSource());
+    std::thread reader([&sources] {
+        float frame = 0.0f;
+        for (LSoundSource& source : sources) {
+            source->Read(&frame, 1);
+            source = LSoundSource();
+        }
+    });
+    std::vector<LCutListAudio> snapshots;
+    for (int i = 0; i < 200; ++i) snapshots.push_back(list);
+    reader.join();
+    root.EnableMP3LosslessMode(true);
+    for (const LCutListAudio& snapshot : snapshots) EXPECT_TRUE(snapshot.IsMP3LosslessMode());
+    EXPECT_EQ(LSoundCache::Instance().GetRefCount(item_), 2 + snapshots.size());
 }
 
 // The cut list beside a plain array of frames: random edits on both must
