@@ -277,6 +277,10 @@ bool LWavTagWriter::Write(const std::string& path, const LFileTagDataAudio& tags
     // length above the mark too; a finished chunk behind it tells them apart.)
     protectedStart_ = header.dataStart - 8;
     protectedEnd_ = header.dataStart + static_cast<int64_t>(riff::EvenLength(header.dataLength));
+    // A file cut short inside its samples is refused too: chunks appended at
+    // its end would land inside the `data` body and play as noise. (A missing
+    // pad byte alone is fine; AppendRest puts it in.)
+    if (header.dataStart + static_cast<int64_t>(header.dataLength) > file.Size()) return false;
     if (header.dataLength >= kWaveUnknownDataLength) {
         uint8_t next[8];
         if (file.ReadAt(next, 8, header.dataStart + header.dataLength) != 8 || !riff::IdIs(next, "data") ||

@@ -230,6 +230,35 @@ TEST(WavTags, FileStillBeingWrittenIsNotRewritten) {
     EXPECT_TRUE(LWavTagWriter().Write(path, t));
 }
 
+TEST(WavTags, FileCutShortInItsSamplesIsNotRewritten) {
+    kvtest::TempDir dir;
+    LFileTagDataAudio t;
+    t.Set("TITLE", "x");
+    // The `data` header claims 200 bytes; only 100 arrived.
+    std::vector<uint8_t> chunks;
+    AppendChunk(chunks, "fmt ", FmtBody(1, 1, 8000, 16));
+    AppendId(chunks, "data");
+    AppendLE32(chunks, 200);
+    chunks.resize(chunks.size() + 100, 0x11);
+    std::vector<uint8_t> cut = Riff(chunks);
+    std::string path = dir.File("cut.wav");
+    kvtest::WriteFileBytes(path, cut);
+    EXPECT_FALSE(LWavTagWriter().Write(path, t));
+    EXPECT_EQ(kvtest::ReadFileBytes(path), cut);
+
+    // An odd run that ends the file without its pad byte is whole: it is tagged.
+    std::vector<uint8_t> odd;
+    AppendChunk(odd, "fmt ", FmtBody(7, 1, 8000, 8));
+    AppendId(odd, "data");
+    AppendLE32(odd, 101);
+    odd.resize(odd.size() + 101, 0x55);
+    std::string oddPath = dir.File("odd.wav");
+    kvtest::WriteFileBytes(oddPath, Riff(odd));
+    EXPECT_TRUE(LWavTagWriter().Write(oddPath, t));
+    EXPECT_EQ(ReadTags(oddPath).Get("TITLE"), "x");
+    EXPECT_EQ(LWaveFile::OpenSource(oddPath)->GetEndSample(), 101);
+}
+
 TEST(WavTags, BigFilesAreWalkedToTheirEnd) {
     kvtest::TempDir dir;
     std::vector<uint8_t> chunks;
