@@ -3,8 +3,6 @@
 #include "base/LDebugThreads.h"
 
 #include <sched.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -96,7 +94,7 @@ void LThread::SetDebugName(const char* name, const char* description) {
 void* LThread::Entry(void* arg) {
     auto* self = static_cast<LThread*>(arg);
     tCurrentThread = self;
-    self->threadId_ = static_cast<int>(::syscall(SYS_gettid));
+    self->threadId_ = static_cast<int>(LDebugCurrentThreadId());
     const bool registered = self->debugName_[0] != 0 && LDebugRegisterThread(self->debugName_, self->debugDescription_);
     self->started_.Signal();
     self->ThreadFunction();
