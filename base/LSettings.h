@@ -61,14 +61,20 @@ bool LSettingParseNumber(const char* text, double* value);
 std::string LSettingFormatNumber(long value);
 std::string LSettingFormatNumber(double value);
 
+// The number in a value just read, or the default when the key was absent or
+// its value isn't a number.
 template <class T>
-T LUserSettingGet(const char* section, const char* key, T defaultValue) {
+T LSettingNumberOr(bool present, const char* text, T defaultValue) {
     static_assert(std::is_same_v<T, int> || std::is_same_v<T, long> || std::is_same_v<T, float> ||
                   std::is_same_v<T, double>);
-    char text[kLSettingBufferSize];
     T value;
-    if (!LUserSettingGetString(section, key, "", text) || !LSettingParseNumber(text, &value)) return defaultValue;
-    return value;
+    return present && LSettingParseNumber(text, &value) ? value : defaultValue;
+}
+
+template <class T>
+T LUserSettingGet(const char* section, const char* key, T defaultValue) {
+    char text[kLSettingBufferSize];
+    return LSettingNumberOr(LUserSettingGetString(section, key, "", text), text, defaultValue);
 }
 
 template <class T>
@@ -95,13 +101,8 @@ std::string LUserHiddenSettingsPath();
 
 template <class T>
 T LUserHiddenSettingGet(const char* section, const char* key, T defaultValue) {
-    static_assert(std::is_same_v<T, int> || std::is_same_v<T, long> || std::is_same_v<T, float> ||
-                  std::is_same_v<T, double>);
     char text[kLSettingBufferSize];
-    T value;
-    if (!_LUserHiddenSettingGetString(section, key, "", text) || !LSettingParseNumber(text, &value))
-        return defaultValue;
-    return value;
+    return LSettingNumberOr(_LUserHiddenSettingGetString(section, key, "", text), text, defaultValue);
 }
 
 // ---- shared scope ----
