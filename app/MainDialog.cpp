@@ -3,6 +3,7 @@
 #include "app/LKVSettings.h"
 #include "base/LFile.h"
 #include "base/LFileLock.h"
+#include "base/LSettings.h"
 #include "edit/LSoundCache.h"
 #include "edit/LSoundCacheCleanup.h"
 
@@ -229,10 +230,7 @@ bool MainDialog::ReportUnavailable(const char* what, const char* subject) {
 
 void MainDialog::RecoveryPrompt() {}
 
-bool MainDialog::SaveFormatPromptWanted() {
-    const std::string value = GetSetting("Settings", "SuppressSaveFormatPrompt", "");
-    return value.empty() || value == "0";
-}
+bool MainDialog::SaveFormatPromptWanted() { return !LUserSettingGetBool("Settings", "SuppressSaveFormatPrompt", false); }
 
 bool MainDialog::CmSave(bool /*prompt*/) { return ReportUnavailable("Saving"); }
 bool MainDialog::HasCurrentDocument() { return false; }
