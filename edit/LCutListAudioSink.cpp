@@ -42,7 +42,6 @@ LCutListAudioSink::~LCutListAudioSink() {
     if (!LSoundCacheItemInfoWriteNew(segment_.Item(), GetSampleRate(), GetChannels())) SetFailed();
     aud_.Close();
     grf_.Close();
-    segment_.unknownChunks.clear();
     // segment_ goes now and with it the sink's reference; the target's stays.
 }
 

@@ -170,6 +170,24 @@ TEST_F(LCutListAudioTest, CopyConstructorClearsFlagsAssignmentKeepsThem) {
     EXPECT_EQ(Cache().GetRefCount(item_), 3);
 }
 
+TEST_F(LCutListAudioTest, SegmentCopiesCarryTheirUnknownChunks) {
+    LCutListSegment segment(item_, 2, 5);
+    EXPECT_TRUE(segment.UnknownChunks().empty());
+    segment.MutableUnknownChunks().push_back({9, 1, 3, {4, 5}});
+    const LCutListSegment copied(segment);
+    LCutListSegment assigned;
+    assigned = segment;
+    EXPECT_EQ(copied.UnknownChunks(), segment.UnknownChunks());
+    EXPECT_EQ(assigned.UnknownChunks(), segment.UnknownChunks());
+    assigned = LCutListSegment(item_, 0, 1);  // a list without chunks replaces one with
+    EXPECT_TRUE(assigned.UnknownChunks().empty());
+    LCutListSegment moved(std::move(segment));
+    ASSERT_EQ(moved.UnknownChunks().size(), 1u);
+    EXPECT_EQ(moved.UnknownChunks()[0].id, 9);
+    EXPECT_TRUE(segment.UnknownChunks().empty());
+    EXPECT_EQ(LSoundCache::Instance().GetRefCount(item_), 4);  // a_, copied, assigned, moved
+}
+
 TEST_F(LCutListAudioTest, ItemDeletedUnderLiveSegmentReadsAsSilenceOfItsLength) {
     LCutListAudio list = a_;
     list.EfInsertSilence(0, 3);

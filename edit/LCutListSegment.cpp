@@ -20,6 +20,11 @@ void Release(uint16_t item) {
     if (item <= kSoundCacheItemLast) LSoundCache::Instance().DecRef(item);
 }
 
+std::unique_ptr<LSDFUnknownChunkList> CopyChunks(const std::unique_ptr<LSDFUnknownChunkList>& chunks) {
+    if (!chunks || chunks->empty()) return nullptr;
+    return std::make_unique<LSDFUnknownChunkList>(*chunks);
+}
+
 }  // namespace
 
 LCutListSegment::LCutListSegment(Adopt, uint16_t item, long long start, long long length, float gain)
@@ -40,41 +45,56 @@ LCutListSegment LCutListSegment::Silence(long long length) {
 
 LCutListSegment::LCutListSegment(const LCutListSegment& other)
     : handle(other.handle), length(other.length), gain(other.gain), start(other.start),
-      unknownChunks(other.unknownChunks) {
+      unknownChunks_(CopyChunks(other.unknownChunks_)) {
     Retain(handle.number);
 }
 
 LCutListSegment::LCutListSegment(LCutListSegment&& other) noexcept
     : handle(other.handle), length(other.length), gain(other.gain), start(other.start),
-      unknownChunks(std::move(other.unknownChunks)) {
+      unknownChunks_(std::move(other.unknownChunks_)) {
     other.handle = LSoundCacheItemHandle();
+}
+
+void LCutListSegment::SetFields(const LCutListSegment& other) {
+    handle = other.handle;
+    length = other.length;
+    gain = other.gain;
+    start = other.start;
 }
 
 LCutListSegment& LCutListSegment::operator=(const LCutListSegment& other) {
     if (this == &other) return *this;
     Retain(other.handle.number);  // before releasing ours: both may name the same item
     Release(handle.number);
-    handle = other.handle;
-    length = other.length;
-    gain = other.gain;
-    start = other.start;
-    unknownChunks = other.unknownChunks;
+    SetFields(other);
+    if (other.unknownChunks_ && !other.unknownChunks_->empty()) {
+        MutableUnknownChunks() = *other.unknownChunks_;
+    } else {
+        unknownChunks_.reset();
+    }
     return *this;
 }
 
 LCutListSegment& LCutListSegment::operator=(LCutListSegment&& other) noexcept {
     if (this == &other) return *this;
     Release(handle.number);
-    handle = other.handle;
-    length = other.length;
-    gain = other.gain;
-    start = other.start;
-    unknownChunks = std::move(other.unknownChunks);
+    SetFields(other);
+    unknownChunks_ = std::move(other.unknownChunks_);
     other.handle = LSoundCacheItemHandle();
     return *this;
 }
 
 LCutListSegment::~LCutListSegment() { Release(handle.number); }
+
+const LSDFUnknownChunkList& LCutListSegment::UnknownChunks() const {
+    static const LSDFUnknownChunkList kNone;
+    return unknownChunks_ ? *unknownChunks_ : kNone;
+}
+
+LSDFUnknownChunkList& LCutListSegment::MutableUnknownChunks() {
+    if (!unknownChunks_) unknownChunks_ = std::make_unique<LSDFUnknownChunkList>();
+    return *unknownChunks_;
+}
 
 bool LCutListSegment::HasMP3Source() const { return LSoundCacheItemHasMP3Source(handle); }
 

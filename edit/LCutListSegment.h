@@ -16,6 +16,7 @@
 #include "sdf/LSDFUnknownChunk.h"
 
 #include <cstdint>
+#include <memory>
 
 class LCutListSegment {
 public:
@@ -47,6 +48,12 @@ public:
     // ends (delay + audio length), when it has an MP3 source and runs past it.
     void SubtractEncoderPadding();
 
+    // Chunks of a project file that this version didn't understand, kept for
+    // writing back. An empty list when there are none.
+    const LSDFUnknownChunkList& UnknownChunks() const;
+    // The same for adding to; the list is made on first use.
+    LSDFUnknownChunkList& MutableUnknownChunks();
+
     // Fields, as the persistent forms and the lossless mode see them. `handle`
     // is mutable only for the lazily read MP3 attributes; its number must not
     // be changed from outside (the reference counting depends on it).
@@ -54,11 +61,17 @@ public:
     long long length = 0;
     float gain = 1.0f;
     long long start = 0;
-    LSDFUnknownChunkList unknownChunks;
 
 private:
     struct Adopt {};
     LCutListSegment(Adopt, uint16_t item, long long start, long long length, float gain);
+    // handle, length, gain and start of other.
+    void SetFields(const LCutListSegment& other);
+
+    // Few segments ever have unknown chunks, and every undo record copies
+    // every segment: held apart, null when there are none, they cost a
+    // pointer instead of an empty list per segment.
+    std::unique_ptr<LSDFUnknownChunkList> unknownChunks_;
 };
 
 // Whether the item has its ".orvmp3" file (never for silence or no item).
