@@ -139,13 +139,15 @@ bool LSettingsFile::IdentityOf(const std::string& path, Identity* identity) {
     return true;
 }
 
-LSettingsFile::Map LSettingsFile::LoadFresh(Identity* identity) {
+LSettingsFile::Map LSettingsFile::LoadFresh(Identity* identity, bool* complete) {
     Map entries;
     std::string text;
     // Identity first: if the file changes while we read, the next read sees
     // a different identity and loads again.
-    IdentityOf(path_, identity);
-    if (!LFile::ReadWholeFile(path_, &text)) return entries;
+    const bool exists = IdentityOf(path_, identity);
+    const bool read = LFile::ReadWholeFile(path_, &text);
+    if (complete) *complete = !exists || (read && static_cast<off_t>(text.size()) == identity->size);
+    if (!read) return entries;
     int bad = Parse(text, &entries);
     if (bad > 0) LSettingsLogDamage(path_.c_str(), bad);
     return entries;
@@ -190,7 +192,11 @@ bool LSettingsFile::Update(const std::function<void(Map&)>& change) {
     std::lock_guard<std::mutex> hold(mutex_);
     LFileLock lock(path_ + ".lock", LOCK_EX, kLockWaitMs);
     Identity identity;
-    Map entries = LoadFresh(&identity);
+    bool complete = false;
+    Map entries = LoadFresh(&identity, &complete);
+    // A file that is there but can't be read whole (an I/O or permission
+    // error) is never replaced by a copy holding only what we could read.
+    if (!complete) return false;
     change(entries);
     bool written = LFile::ReplaceWholeFile(path_, Serialize(entries));
     cacheValid_ = false;

@@ -56,7 +56,10 @@ private:
     static bool IdentityOf(const std::string& path, Identity* identity);
     // Re-reads the file when it changed since the cached copy; mutex held.
     void Refresh();
-    Map LoadFresh(Identity* identity);
+    // The entries of the file as it is now. *complete (if given) is false when
+    // the file exists but could not be read whole, so that nothing is
+    // written from what would be a partial copy.
+    Map LoadFresh(Identity* identity, bool* complete = nullptr);
 
     const std::string path_;
     std::mutex mutex_;
