@@ -9,14 +9,10 @@
 #include <cstring>
 #include <iterator>
 
-LCutListAudio::LCutListAudio(const LCutListAudio& other)
-    : LMP3LosslessContextClient(other),
-      unknownChunks_(other.unknownChunks_),
-      sampleRate_(other.sampleRate_),
-      channels_(other.channels_),
-      flags_(0),
-      segments_(other.segments_),
-      name_(other.name_) {}
+LCutListAudio::LCutListAudio(const LCutListAudio& other) : LCutListAudio(other, CopyHeaderOnly{}) {
+    flags_ = 0;  // a copy starts with the flag byte cleared; assignment keeps it
+    segments_ = other.segments_;
+}
 
 LCutListAudio::LCutListAudio(const LCutListAudio& other, CopyHeaderOnly)
     : LMP3LosslessContextClient(other),
