@@ -159,35 +159,37 @@ bool LSDFWriter::WriteUnknownChunk(const LSDFUnknownChunk& chunk) {
     return EndChunk(chunk.id);
 }
 
-// The unknown-chunk helpers address the container by its index: writing a
-// chunk pushes onto openChunks_, which may move its elements.
-bool LSDFWriter::WritePendingUnknownBelow(int order) {
-    if (order < 0 || openChunks_.empty()) return good_;
-    const size_t index = openChunks_.size() - 1;
-    const LSDFUnknownChunkList* list = openChunks_[index].unknownChunks;
-    if (!list) return good_;
-    while (good_ && openChunks_[index].nextUnknown < list->size() &&
-           (*list)[openChunks_[index].nextUnknown].ordinal < order) {
-        WriteUnknownChunk((*list)[openChunks_[index].nextUnknown++]);
-    }
-    return good_;
-}
-
-void LSDFWriter::WriteLeadingUnknown(size_t index) {
-    const LSDFUnknownChunkList& list = *openChunks_[index].unknownChunks;
-    int expected = 0;
-    while (good_ && openChunks_[index].nextUnknown < list.size() &&
-           list[openChunks_[index].nextUnknown].ordinal == expected) {
-        WriteUnknownChunk(list[openChunks_[index].nextUnknown++]);
-        ++expected;
-    }
-}
-
-bool LSDFWriter::WriteRemainingUnknown(size_t index) {
+// Writes the container's pending unknown chunks in list order while `more`
+// accepts the next one. The container is addressed by its index and looked up
+// afresh on every step: writing a chunk pushes onto openChunks_, which may move
+// its elements.
+template <class More>
+bool LSDFWriter::WriteUnknownWhile(size_t index, More more) {
     const LSDFUnknownChunkList* list = openChunks_[index].unknownChunks;
     if (!list) return good_;
     while (good_ && openChunks_[index].nextUnknown < list->size()) {
-        WriteUnknownChunk((*list)[openChunks_[index].nextUnknown++]);
+        const LSDFUnknownChunk& chunk = (*list)[openChunks_[index].nextUnknown];
+        if (!more(chunk)) break;
+        ++openChunks_[index].nextUnknown;
+        WriteUnknownChunk(chunk);
     }
     return good_;
+}
+
+bool LSDFWriter::WritePendingUnknownBelow(int order) {
+    if (order < 0 || openChunks_.empty()) return good_;
+    return WriteUnknownWhile(openChunks_.size() - 1, [order](const LSDFUnknownChunk& c) { return c.ordinal < order; });
+}
+
+void LSDFWriter::WriteLeadingUnknown(size_t index) {
+    int expected = 0;
+    WriteUnknownWhile(index, [&expected](const LSDFUnknownChunk& c) {
+        if (c.ordinal != expected) return false;
+        ++expected;
+        return true;
+    });
+}
+
+bool LSDFWriter::WriteRemainingUnknown(size_t index) {
+    return WriteUnknownWhile(index, [](const LSDFUnknownChunk&) { return true; });
 }

@@ -93,6 +93,8 @@ private:
     bool Fail();
     bool Put(const void* data, size_t size);
     bool WriteValue(uint16_t id, LSDFChunkType type, const void* payload, size_t size, int order);
+    template <class More>
+    bool WriteUnknownWhile(size_t index, More more);
     bool WritePendingUnknownBelow(int order);
     void WriteLeadingUnknown(size_t index);
     bool WriteRemainingUnknown(size_t index);
