@@ -97,8 +97,12 @@ private:
 };
 
 uint32_t WriteG711Header(LRawFileDataSoundSinkBase& sink, bool, uint16_t tag) {
-    const uint32_t frames = static_cast<uint32_t>(sink.GetPositionSample());
-    const uint32_t dataBytes = static_cast<uint32_t>(sink.GetPositionSample() * sink.FrameSize());
+    // Past 4 GiB the 32-bit fields can't hold the lengths. They saturate
+    // rather than wrap: a wrapped length would make readers stop early, while
+    // a length at the top reads as "to the end of the file".
+    const long long bytes = sink.GetPositionSample() * sink.FrameSize();
+    const uint32_t frames = static_cast<uint32_t>(std::min<long long>(sink.GetPositionSample(), 0xFFFFFFFFLL));
+    const uint32_t dataBytes = static_cast<uint32_t>(std::min<long long>(bytes, 0xFFFFFFFFLL - 50));
     uint8_t h[58];
     riff::PutHeader(h, "RIFF", dataBytes + 50);
     std::memcpy(h + 8, "WAVE", 4);
