@@ -51,10 +51,17 @@ bool LThread::Start(int priority) {
     return true;
 }
 
+bool LThread::HasThread() {
+    // Start() holds the mutex until its thread has started, so a wait that
+    // overlaps a start sees the new thread here instead of returning early.
+    std::lock_guard<std::recursive_mutex> lock(mutex_);
+    return hasHandle_;
+}
+
 void LThread::Wait() {
     if (IsOwnThread())
         return;
-    if (!started_.IsSignaled())
+    if (!HasThread())
         return;
     finished_.Wait(LWaitForever);
     std::lock_guard<std::recursive_mutex> lock(mutex_);
@@ -62,7 +69,7 @@ void LThread::Wait() {
 }
 
 bool LThread::WaitFor(unsigned int milliseconds) {
-    if (!started_.IsSignaled())
+    if (!HasThread())
         return !running_.load();
     if (!finished_.Wait(milliseconds))
         return false;

@@ -73,6 +73,8 @@ protected:
 private:
     static void* Entry(void* self);
     void JoinLocked();
+    // True while a thread exists that has not been joined.
+    bool HasThread();
 
     pthread_t handle_{};
     bool hasHandle_ = false;
