@@ -1,12 +1,13 @@
 #include "dsp/LPointList.h"
 
+#include "base/LFile.h"
+#include "base/LFileReplace.h"
+
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -119,26 +120,12 @@ constexpr uint32_t kMaxEntries = 256;
 using Entries = std::vector<std::pair<std::string, std::vector<uint8_t>>>;
 
 bool ReadFile(const std::string& path, std::vector<uint8_t>* out, std::string* error) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return Fail(error, "cannot open " + path + ": " + std::strerror(errno));
-    out->clear();
-    uint8_t buf[65536];
-    for (;;) {
-        const ssize_t n = ::read(fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            const int e = errno;
-            ::close(fd);
-            return Fail(error, "cannot read " + path + ": " + std::strerror(e));
-        }
-        if (n == 0) break;
-        out->insert(out->end(), buf, buf + n);
-        if (out->size() > (1u << 20)) {
-            ::close(fd);
-            return Fail(error, path + " is too large for a curve file");
-        }
-    }
-    ::close(fd);
+    LFile file;
+    if (!file.OpenRead(path.c_str())) return Fail(error, "cannot open " + path + ": " + std::strerror(errno));
+    if (file.Size() > (1 << 20)) return Fail(error, path + " is too large for a curve file");
+    std::string text;
+    if (!file.ReadToEnd(&text)) return Fail(error, "cannot read " + path + ": " + std::strerror(errno));
+    out->assign(text.begin(), text.end());
     return true;
 }
 
@@ -177,31 +164,11 @@ std::vector<uint8_t> SerializeFile(const Entries& entries) {
     return out;
 }
 
-// Writes beside the target and renames over it: readers see the old file or
-// the new one, never a part.
+// Readers see the old file or the new one, never a part.
 bool ReplaceFile(const std::string& path, const std::vector<uint8_t>& bytes, std::string* error) {
-    std::string temp = path + ".XXXXXX";
-    const int fd = ::mkostemp(temp.data(), O_CLOEXEC);
-    if (fd < 0) return Fail(error, "cannot write " + path + ": " + std::strerror(errno));
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(fd, 0666 & ~mask);
-    size_t done = 0;
-    bool ok = true;
-    while (ok && done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        ok = n > 0;
-        if (ok) done += static_cast<size_t>(n);
-    }
-    ok = ok && ::fsync(fd) == 0;
-    const int e = errno;
-    ok = ::close(fd) == 0 && ok;
-    if (!ok || ::rename(temp.c_str(), path.c_str()) != 0) {
-        const int why = ok ? errno : e;
-        ::unlink(temp.c_str());
-        return Fail(error, "cannot write " + path + ": " + std::strerror(why));
-    }
+    LFileReplace replace(path);
+    if (!replace.IsOpen() || !replace.File().WriteAll(bytes.data(), bytes.size()) || !replace.Commit())
+        return Fail(error, "cannot write " + path + ": " + std::strerror(errno));
     return true;
 }
 
