@@ -86,12 +86,14 @@ bool LWriteAll(int fd, const void* data, size_t size) {
 
 bool LFile::WriteAll(const void* data, size_t size) { return LWriteAll(fd_, data, size); }
 
-int64_t LFile::ReadAt(void* buffer, size_t size, int64_t offset) const {
+int64_t LReadAt(int fd, void* buffer, size_t size, int64_t offset) {
     auto* bytes = static_cast<char*>(buffer);
     return TransferFully(size, [&](size_t count, size_t done) {
-        return ::pread(fd_, bytes + done, count, static_cast<off_t>(offset + done));
+        return ::pread(fd, bytes + done, count, static_cast<off_t>(offset + done));
     });
 }
+
+int64_t LFile::ReadAt(void* buffer, size_t size, int64_t offset) const { return LReadAt(fd_, buffer, size, offset); }
 
 bool LFile::WriteAllAt(const void* data, size_t size, int64_t offset) {
     const auto* bytes = static_cast<const char*>(data);

@@ -94,6 +94,11 @@ private:
 // not owned by an LFile), resuming after partial and interrupted writes.
 // False when a write failed or the descriptor took nothing.
 bool LWriteAll(int fd, const void* data, size_t size);
+// Reads up to `size` bytes at `offset` of a descriptor the caller keeps,
+// without moving its file position, resuming after partial and interrupted
+// reads. The bytes read (short only at the end of the file, or after an
+// error), or -1 when the first read failed.
+int64_t LReadAt(int fd, void* buffer, size_t size, int64_t offset);
 
 // flock(2) that gives up after `milliseconds`: it retries LOCK_NB until the
 // time is up. Negative milliseconds wait without limit. Returns 0 or -1 with

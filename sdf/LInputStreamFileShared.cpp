@@ -1,5 +1,7 @@
 #include "sdf/LInputStreamFileShared.h"
 
+#include "base/LFile.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,15 +20,9 @@ void LInputStreamFileShared::Attach(int fd) {
 }
 
 int64_t LInputStreamFileShared::ReadDirect(void* buffer, size_t size) {
-    size_t done = 0;
-    auto* out = static_cast<uint8_t*>(buffer);
-    while (done < size) {
-        const ssize_t n = pread(fd_, out + done, size - done, position_ + static_cast<int64_t>(done));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;  // end of file, or an error the caller sees as a short read
-        done += static_cast<size_t>(n);
-    }
-    return static_cast<int64_t>(done);
+    // An error reads as the end of the data: the caller sees a short read.
+    const int64_t got = LReadAt(fd_, buffer, size, position_);
+    return got < 0 ? 0 : got;
 }
 
 bool LInputStreamFileShared::Refill() {
