@@ -1,15 +1,10 @@
 #include "app/LURISchemeHandler.h"
 
+#include "base/LHexDigit.h"
+
 #include <cstring>
 
 namespace {
-
-int HexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
 
 // Percent-decoding; a '%' not followed by two hex digits stands for itself.
 // A decoded NUL ends the text, as it would in any C string handed on.
@@ -17,8 +12,8 @@ std::string PercentDecode(const char* text, std::size_t limit) {
     std::string out;
     while (*text != '\0' && out.size() < limit) {
         char c = *text;
-        if (c == '%' && HexValue(text[1]) >= 0 && HexValue(text[2]) >= 0) {
-            c = static_cast<char>(HexValue(text[1]) * 16 + HexValue(text[2]));
+        if (c == '%' && LHexDigitValue(text[1]) >= 0 && LHexDigitValue(text[2]) >= 0) {
+            c = static_cast<char>(LHexDigitValue(text[1]) * 16 + LHexDigitValue(text[2]));
             text += 3;
             if (c == '\0')
                 break;

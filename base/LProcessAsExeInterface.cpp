@@ -1,6 +1,7 @@
 #include "base/LProcessAsExeInterface.h"
 
 #include "base/LFile.h"
+#include "base/LSteadyClock.h"
 
 #include <poll.h>
 
@@ -14,8 +15,7 @@
 LProcessAsExeInterface::LProcessAsExeInterface(int outFd, int inFd) : outFd_(outFd), inFd_(inFd) {}
 
 uint32_t LProcessAsExeInterface::NowMilliseconds() const {
-    using namespace std::chrono;
-    return static_cast<uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+    return LSteadyMilliseconds();
 }
 
 void LProcessAsExeInterface::Send(const void* data, size_t size) {

@@ -1,5 +1,7 @@
 #include "base/LProgressDialog.h"
 
+#include "base/LSteadyClock.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -113,8 +115,7 @@ void LProgressDialog::DeferWindowUntilLong() {
 }
 
 uint32_t LProgressDialog::NowMilliseconds() const {
-    using namespace std::chrono;
-    return static_cast<uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+    return LSteadyMilliseconds();
 }
 
 void LProgressDialog::SetProgress(double fraction) {

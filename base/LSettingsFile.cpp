@@ -7,6 +7,7 @@
 
 #include "base/LFile.h"
 #include "base/LFileLock.h"
+#include "base/LHexDigit.h"
 #include "base/LSettingsLog.h"
 
 namespace {
@@ -38,12 +39,6 @@ void AppendEscaped(std::string& out, const std::string& text) {
     }
 }
 
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    return -1;
-}
 
 // Unescapes line[from, to) up to the first unescaped '=' (when stopAtEquals);
 // returns the index after the stop, or npos on a bad escape or a NUL.
@@ -67,8 +62,8 @@ size_t Unescape(const std::string& line, size_t from, bool stopAtEquals, std::st
         if (e == '\\' || e == '=') *out += e;
         else if (e == 'n') *out += '\n';
         else if (e == 'r') *out += '\r';
-        else if (e == 'x' && i + 3 < line.size() && HexDigit(line[i + 2]) >= 0 && HexDigit(line[i + 3]) >= 0) {
-            int byte = HexDigit(line[i + 2]) * 16 + HexDigit(line[i + 3]);
+        else if (e == 'x' && i + 3 < line.size() && LHexDigitValue(line[i + 2]) >= 0 && LHexDigitValue(line[i + 3]) >= 0) {
+            int byte = LHexDigitValue(line[i + 2]) * 16 + LHexDigitValue(line[i + 3]);
             if (byte == 0) return std::string::npos;
             *out += static_cast<char>(byte);
             i += 2;

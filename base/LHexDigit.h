@@ -1,0 +1,9 @@
+#pragma once
+
+// The value of one hexadecimal digit (either case), or -1 for anything else.
+inline int LHexDigitValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
