@@ -1,8 +1,9 @@
 #include "edit/LCutListAudio.h"
 
+#include "base/LAssert.h"
+#include "base/LInputStream.h"
 #include "edit/LCutListAudioSink.h"
 #include "edit/LCutListAudioSource.h"
-#include "sdf/LInputStream.h"
 
 #include <algorithm>
 #include <bit>
@@ -64,6 +65,7 @@ long long LCutListAudio::GetLength() const {
 }
 
 size_t LCutListAudio::FindSegment(long long position, long long* begin) const {
+    KV_ASSERT(begin != nullptr);
     long long at = 0;
     for (size_t i = 0; i < segments_.size(); ++i) {
         const long long end = at + segments_[i].length;
@@ -78,6 +80,7 @@ size_t LCutListAudio::FindSegment(long long position, long long* begin) const {
 }
 
 size_t LCutListAudio::SplitAt(long long position) {
+    KV_ASSERT(position >= 0);
     long long begin = 0;
     const size_t i = FindSegment(position, &begin);
     if (i == segments_.size() || position == begin) return i;
@@ -225,10 +228,10 @@ void LCutListAudio::SetSingleCutListSegment(const LCutListSegment& segment, int 
     channels_ = static_cast<uint8_t>(channels);
 }
 
-LSoundSource LCutListAudio::OpenSource() const { return LSoundSource(new LCutListAudioSource(*this)); }
+LSoundSource LCutListAudio::OpenSource() const { return MakeSource<LCutListAudioSource>(*this); }
 
 LSoundSink LCutListAudio::OpenSink(int sampleRate, int channels, const char* /*name*/) {
-    return LSoundSink(new LCutListAudioSink(this, sampleRate, channels));
+    return MakeSink<LCutListAudioSink>(this, sampleRate, channels);
 }
 
 namespace {
