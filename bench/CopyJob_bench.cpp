@@ -54,8 +54,8 @@ public:
 void CopyJobKelvane(benchmark::State& state) {
     for (auto _ : state) {
         LPRSourceToSink job;
-        job.source = LSoundSource(new RepeatingSource());
-        job.sink = LSoundSink(new NullSink());
+        job.source = MakeSource<RepeatingSource>();
+        job.sink = MakeSink<NullSink>();
         LProcessInterfaceVoid process;
         benchmark::DoNotOptimize(Process(process, job));
     }
@@ -65,9 +65,9 @@ void CopyJobKelvane(benchmark::State& state) {
 void CopyJobPlainLoop(benchmark::State& state) {
     std::vector<float> buffer(8192 * 2);
     for (auto _ : state) {
-        LSoundSource source(new RepeatingSource());
+        LSoundSource source = MakeSource<RepeatingSource>();
         LSoundSource limited = LSPPeakLimit{}.OpenSource(source);
-        LSoundSink sink(new NullSink());
+        LSoundSink sink = MakeSink<NullSink>();
         for (long long done = 0; done < kFrames; done += 8192) {
             long long n = std::min(8192LL, kFrames - done);
             limited->Read(buffer.data(), n);
@@ -81,7 +81,7 @@ void LimiterAlone(benchmark::State& state) {
     const long long frames = 60LL * kRate;
     std::vector<float> buffer(8192 * 2);
     for (auto _ : state) {
-        LSoundSource limited = LSPPeakLimit{}.OpenSource(LSoundSource(new RepeatingSource()));
+        LSoundSource limited = LSPPeakLimit{}.OpenSource(MakeSource<RepeatingSource>());
         for (long long done = 0; done < frames; done += 8192) limited->Read(buffer.data(), 8192);
     }
     state.SetItemsProcessed(state.iterations() * frames * 2);
@@ -91,7 +91,7 @@ void LimiterBaseline(benchmark::State& state) {
     const long long frames = 60LL * kRate;
     std::vector<float> buffer(8192 * 2);
     for (auto _ : state) {
-        LSoundSource source(new RepeatingSource());
+        LSoundSource source = MakeSource<RepeatingSource>();
         for (long long done = 0; done < frames; done += 8192) source->Read(buffer.data(), 8192);
     }
     state.SetItemsProcessed(state.iterations() * frames * 2);

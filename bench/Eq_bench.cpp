@@ -65,7 +65,7 @@ void EqKelvane(benchmark::State& state) {
     std::vector<float> buf(16384 * kChannels);
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();
-        LSoundSource source(new RepeatSource());
+        LSoundSource source = MakeSource<RepeatSource>();
         LSoundSource filtered = eq.OpenSource(source);
         for (long long done = 0; done < kFrames; done += 16384) {
             filtered->Read(buf.data(), std::min<long long>(16384, kFrames - done));

@@ -75,8 +75,8 @@ void Report(benchmark::State& state) {
 void Kelvane(benchmark::State& state) {
     std::vector<float> out(kBlock * kChannels);
     for (auto _ : state) {
-        LSoundSource source(new RepeatingSource);
-        LSoundSource converted(new LSRCConvertRate(source, kOutRate));
+        LSoundSource source = MakeSource<RepeatingSource>();
+        LSoundSource converted = MakeSource<LSRCConvertRate>(source, kOutRate);
         for (long long done = 0; done < kOutFrames; done += kBlock) {
             converted->Read(out.data(), std::min(kBlock, kOutFrames - done));
             benchmark::DoNotOptimize(out.data());

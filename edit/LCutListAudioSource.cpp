@@ -22,7 +22,7 @@ void LCutListAudioSource::Rewind() {
     base_ = 0;
     hasCurrent_ = false;
     // Ends at 0, so the first read opens the first segment.
-    current_ = LSoundSource(new LSilenceSourceBase(GetSampleRate(), GetChannels(), 0));
+    current_ = MakeSource<LSilenceSourceBase>(GetSampleRate(), GetChannels(), 0);
 }
 
 void LCutListAudioSource::OpenNextSegment() {
@@ -35,11 +35,11 @@ void LCutListAudioSource::OpenNextSegment() {
             file_ = LCutListAudioCutSource::OpenItemFile(segment.Item());
             fileItem_ = segment.Item();
         }
-        inner = LSoundSource(new LCutListAudioCutSource(file_, GetSampleRate(), GetChannels(), segment.gain));
+        inner = MakeSource<LCutListAudioCutSource>(file_, GetSampleRate(), GetChannels(), segment.gain);
     } else {
-        inner = LSoundSource(new LSilenceSourceBase(GetSampleRate(), GetChannels(), segment.length));
+        inner = MakeSource<LSilenceSourceBase>(GetSampleRate(), GetChannels(), segment.length);
     }
-    current_ = LSoundSource(new LCutListSegmentSource(std::move(inner), segment.start, segment.length));
+    current_ = MakeSource<LCutListSegmentSource>(std::move(inner), segment.start, segment.length);
     hasCurrent_ = true;
 }
 
@@ -86,7 +86,7 @@ void LCutListAudioSource::Seek(long long frame) {
     if (next_ < segments.size()) {
         OpenNextSegment();
     } else {
-        current_ = LSoundSource(new LSilenceSourceBase(GetSampleRate(), GetChannels(), 0));
+        current_ = MakeSource<LSilenceSourceBase>(GetSampleRate(), GetChannels(), 0);
     }
     current_->Seek(frame - base_);
 }

@@ -1,8 +1,8 @@
 #include "edit/LCutListAudio.h"
 
+#include "base/LInputStreamBuffer.h"
 #include "edit/LSoundCache.h"
 #include "edit/testing/CutListFixture.h"
-#include "sdf/LInputStreamBuffer.h"
 
 #include <gmock/gmock.h>
 

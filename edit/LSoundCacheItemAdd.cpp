@@ -35,7 +35,7 @@ LProcessResult LSoundCacheItemAdd(LProcessInterface& process, LSoundSource sourc
     if (!EnoughSpace(process, source)) return LProcessFailed;
     LPRSourceToSink job;
     job.source = source;
-    job.sink = LSoundSink(new LSoundCacheSink(handle.number, source->GetSampleRate(), source->GetChannels(), &length));
+    job.sink = MakeSink<LSoundCacheSink>(handle.number, source->GetSampleRate(), source->GetChannels(), &length);
     if (job.sink->HasFailed()) return LProcessFailed;
     const LProcessResult result = Process(process, job);
     job.sink.Close();  // the sink's close stores the length and writes .audinfo

@@ -20,19 +20,20 @@ LSoundCacheSource::LSoundCacheSource(uint16_t number, int sampleRate, int channe
     }
 }
 
-LSoundCacheSource* LSoundCacheSource::Open(uint16_t number) {
+LSoundSource LSoundCacheSource::Open(uint16_t number) {
     int rate = 0, channels = 0;
     const bool haveInfo =
         LSoundCacheItemAudioInfoGet(LSoundCache::Instance().GetFilePath(number, ".audinfo"), rate, channels) &&
         rate > 0 && channels > 0 && channels <= 255;
-    auto* source = new LSoundCacheSource(number, haveInfo ? rate : 44100, haveInfo ? channels : 1);
-    if (!source->aud_.IsOpen()) {
-        source->SetError(kSourceNoFile);
+    LSoundSource handle = MakeSource<LSoundCacheSource>(number, haveInfo ? rate : 44100, haveInfo ? channels : 1);
+    auto& source = static_cast<LSoundCacheSource&>(*handle);  // just made above
+    if (!source.aud_.IsOpen()) {
+        source.SetError(kSourceNoFile);
     } else if (!haveInfo) {
-        source->SetError(kSourceCacheNoCompanion);
-        source->end_ = 0;
+        source.SetError(kSourceCacheNoCompanion);
+        source.end_ = 0;
     }
-    return source;
+    return handle;
 }
 
 LSoundCacheSource::~LSoundCacheSource() {

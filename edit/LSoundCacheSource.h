@@ -6,6 +6,7 @@
 // A read is one pread of the frames that lie in the file. The source holds a
 // reference on the item, given up when it is destroyed.
 #include "base/LFile.h"
+#include "stream/LSoundSource.h"
 #include "stream/LSoundSourceBase.h"
 
 #include <cstdint>
@@ -16,7 +17,7 @@ public:
     LSoundCacheSource(uint16_t number, int sampleRate, int channels);
     // Opens with the format of the item's .audinfo. Error 19 when the .aud is
     // there but its .audinfo can't be read; error 4 when the .aud is missing.
-    static LSoundCacheSource* Open(uint16_t number);
+    static LSoundSource Open(uint16_t number);
     ~LSoundCacheSource() override;
 
     void Read(float* buffer, long long frames) override;

@@ -2,6 +2,7 @@
 
 #include "base/LFile.h"
 
+#include "base/LOutputStreamByteArray.h"
 #include "edit/LSoundCacheCleanup.h"
 #include "edit/LSoundCacheItemAdd.h"
 #include "edit/LSoundCacheItemAnalyzerManager.h"
@@ -9,7 +10,6 @@
 #include "edit/LSoundCacheSink.h"
 #include "edit/LSoundCacheSource.h"
 #include "edit/testing/SoundCacheFixture.h"
-#include "sdf/LOutputStreamByteArray.h"
 #include "sdf/LSDFWriter.h"
 
 #include <fcntl.h>

@@ -2,9 +2,9 @@
 // of read, through the memory stream and through the buffered file stream
 // (which must agree), then checks that unknown chunks survive a rewrite.
 #include "base/LByteOrder.h"
-#include "sdf/LInputStreamBuffer.h"
-#include "sdf/LInputStreamFileShared.h"
-#include "sdf/LOutputStreamByteArray.h"
+#include "base/LInputStreamBuffer.h"
+#include "base/LInputStreamFileShared.h"
+#include "base/LOutputStreamByteArray.h"
 #include "sdf/LSDFReader.h"
 #include "sdf/LSDFReaderChunkIterator.h"
 #include "sdf/LSDFWriter.h"

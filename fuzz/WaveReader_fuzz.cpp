@@ -1,23 +1,32 @@
-// Feeds arbitrary bytes to the Wave reader (and its tag reader) as a file.
-#include "formats/wave/LWaveCodecNames.h"
-#include "formats/wave/LWaveFile.h"
+// Feeds arbitrary bytes to the Wave reader and its tag reader through a
+// memory stream; the in-place tag rewrite, which needs a real file, works on
+// a scratch file in the temporary folder.
+#include "base/LInputStreamBuffer.h"
 #include "formats/wave/LWavTagIterator.h"
 #include "formats/wave/LWavTagWriter.h"
+#include "formats/wave/LWaveCodecNames.h"
+#include "formats/wave/LWaveFile.h"
 
-#include <sys/mman.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
-void ReadSource(const std::string& path) {
+LWaveLimits SmallChunks() {
     LWaveLimits limits;
     limits.firstDataChunkMax = 64;  // small chunks, so the input can describe several
     limits.laterDataChunkMax = 48;
-    LSoundSource source = LWaveFile::OpenSource(path, limits);
+    limits.bigFileSize = 4096;      // larger inputs take the walk to the end of the file
+    return limits;
+}
+
+void ReadSource(LSoundSource source) {
     std::vector<float> buffer(size_t(256) * source->GetChannels());
     long long end = source->GetEndSample();
     source->IsStreaming();
@@ -27,34 +36,49 @@ void ReadSource(const std::string& path) {
     }
 }
 
+void ReadTags(LWavTagIterator& tags, const uint8_t* data, size_t size) {
+    LInputStreamBuffer in(data, size);
+    tags.FileScanForInfo(in);
+}
+
+const std::string& ScratchPath() {
+    static const std::string path = [] {
+        const char* tmp = std::getenv("TMPDIR");
+        return std::string(tmp && *tmp ? tmp : "/tmp") + "/kv-wave-fuzz-" + std::to_string(getpid()) + ".wav";
+    }();
+    return path;
+}
+
+void RewriteTags(const uint8_t* data, size_t size, const LFileTagDataAudio& table) {
+    const std::string& path = ScratchPath();
+    int fd = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) return;
+    const bool written = size == 0 || write(fd, data, size) == ssize_t(size);
+    close(fd);
+    // The rewrite must leave a file that reads as before.
+    if (written && LWavTagWriter(SmallChunks()).Write(path, table)) {
+        ReadSource(LWaveFile::OpenSource(path, SmallChunks()));
+        LWavTagIterator again(SmallChunks());
+        again.Read(path);
+    }
+    unlink(path.c_str());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    int fd = memfd_create("wave", 0);
-    if (fd < 0) return 0;
-    if (size > 0 && write(fd, data, size) != ssize_t(size)) {
-        close(fd);
-        return 0;
-    }
-    std::string path = "/proc/self/fd/" + std::to_string(fd);
-    ReadSource(path);
+    ReadSource(LWaveFile::OpenSource(std::make_unique<LInputStreamBuffer>(data, size), SmallChunks()));
     LWaveFileFormat format;
-    LGetWaveFileCodecName(format, path);
-    format.LoadFromPCMWaveFile(path);
+    LInputStreamBuffer header(data, size);
+    LGetWaveFileCodecName(format, header);
+    LInputStreamBuffer pcm(data, size);
+    format.LoadFromPCMWaveFile(pcm);
 
-    LWaveLimits limits;
-    limits.bigFileSize = 4096;  // larger inputs take the walk to the end of the file
-    LWavTagIterator tags(limits);
-    tags.Read(path);
+    LWavTagIterator tags(SmallChunks());
+    ReadTags(tags, data, size);
     LFileTagDataAudio table;
     tags.CopyTo(table);
     table.Set("TITLE", "fuzz");
-    // The rewrite must leave a file that reads as before.
-    if (LWavTagWriter(limits).Write(path, table)) {
-        ReadSource(path);
-        LWavTagIterator again(limits);
-        again.Read(path);
-    }
-    close(fd);
+    RewriteTags(data, size, table);
     return 0;
 }

@@ -21,7 +21,7 @@
 // sticky and ends every iterator over the reader.
 //
 // The reader doesn't own its stream; the stream must outlive it.
-#include "sdf/LInputStream.h"
+#include "base/LInputStream.h"
 #include "sdf/LSDFChunkInfo.h"
 
 #include <cstdint>

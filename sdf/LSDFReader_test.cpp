@@ -1,11 +1,11 @@
 #include "sdf/LSDFReader.h"
 
+#include "base/LInputStreamBuffer.h"
+#include "base/LInputStreamFile.h"
+#include "base/LOutputStreamByteArray.h"
+#include "base/LOutputStreamFile.h"
+#include "base/LReadWriteFile.h"
 #include "base/testing/TestSupport.h"
-#include "sdf/LInputStreamBuffer.h"
-#include "sdf/LInputStreamFile.h"
-#include "sdf/LOutputStreamByteArray.h"
-#include "sdf/LOutputStreamFile.h"
-#include "sdf/LReadWriteFile.h"
 #include "sdf/LSDFReaderChunkIterator.h"
 #include "sdf/LSDFWriter.h"
 

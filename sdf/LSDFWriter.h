@@ -23,7 +23,7 @@
 //     bool saved = w.Close() && out.Commit();
 //
 // The writer doesn't own its stream; the stream must outlive it.
-#include "sdf/LOutputStream.h"
+#include "base/LOutputStream.h"
 #include "sdf/LSDFFormat.h"
 #include "sdf/LSDFUnknownChunk.h"
 

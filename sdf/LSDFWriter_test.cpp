@@ -1,11 +1,16 @@
 #include "sdf/LSDFWriter.h"
 
-#include "sdf/LInputStreamBuffer.h"
-#include "sdf/LOutputStreamByteArray.h"
+#include "base/LInputStreamBuffer.h"
+#include "base/LOutputStreamByteArray.h"
+#include "base/LOutputStreamFile.h"
+#include "base/LReadWriteFile.h"
+#include "base/testing/TestSupport.h"
 #include "sdf/LSDFReader.h"
 #include "sdf/LSDFReaderChunkIterator.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 #include <string>
 #include <vector>
@@ -260,6 +265,62 @@ TEST(LSDFWriter, WithoutOrdersUnknownChunksGoFirstWhileContiguousThenLast) {
     std::vector<int> ids;
     for (LSDFReaderChunkIterator it(r, outer.Chunk()); it.StartNextChunk();) ids.push_back(it.Chunk().Id());
     EXPECT_EQ(ids, (std::vector<int>{11, 12, 1, 13}));
+}
+
+}  // namespace
+
+// The container written through the file streams: a save that is never
+// committed, and an in-place rewrite that keeps the file (and its lock).
+namespace {
+
+TEST(LOutputStreamFile, FailedOrUncommittedSaveLeavesTheOldFile) {
+    kvtest::TempDir dir;
+    const std::string path = dir.File("project.kvp");
+    kvtest::WriteFileBytes(path, {1, 2, 3});
+    {
+        LOutputStreamFile out;
+        ASSERT_TRUE(out.Open(path));
+        LSDFWriter w;
+        ASSERT_TRUE(w.Open(out, 26, 7));
+        w.WriteInt(1, 1);
+        // Destroyed without Commit, as when the writer reported a failure.
+    }
+    EXPECT_EQ(kvtest::ReadFileBytes(path), (std::vector<uint8_t>{1, 2, 3}));
+    EXPECT_EQ(kvtest::RunCommand("test $(ls -A " + kvtest::ShellQuote(dir.Path()) + " | wc -l) = 1"), 0);
+
+    LOutputStreamFile out;
+    EXPECT_FALSE(out.Open(dir.File("missing-folder/x.kvp")));
+    EXPECT_FALSE(out.Write("x", 1));
+    EXPECT_FALSE(out.Commit());
+}
+
+TEST(LReadWriteFile, RewritesAnSdfFileInPlace) {
+    kvtest::TempDir dir;
+    const std::string path = dir.File("1.audinfo");
+    LReadWriteFile file;
+    ASSERT_TRUE(file.Open(path));
+    const ino_t inode = [&] { struct stat st; fstat(file.Fd(), &st); return st.st_ino; }();
+    for (int length : {5000, 3}) {
+        ASSERT_TRUE(file.Truncate(0));
+        ASSERT_TRUE(file.Seek(0));
+        LSDFWriter w;
+        ASSERT_TRUE(w.Open(file, 43, 1));
+        w.WriteString(16, std::string(static_cast<size_t>(length), 'p'));
+        ASSERT_TRUE(w.Close());
+    }
+    struct stat st;
+    ASSERT_EQ(stat(path.c_str(), &st), 0);
+    EXPECT_EQ(st.st_ino, inode);  // the same file, so a lock on it still guards it
+    EXPECT_EQ(st.st_size, 12 + 12 + 12 + 4 + 4);
+
+    ASSERT_TRUE(file.Seek(0));
+    LSDFReader r;
+    ASSERT_TRUE(r.Open(file, 43));
+    LSDFReaderChunkIterator it(r);
+    ASSERT_TRUE(it.StartNextChunk());
+    std::string s;
+    EXPECT_TRUE(it.Chunk().ReadString(s));
+    EXPECT_EQ(s, "ppp");
 }
 
 }  // namespace

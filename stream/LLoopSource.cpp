@@ -81,15 +81,15 @@ long long LLoopSourceBase::AdjustRelativeOffset(long long offset, long long posi
 void LLoopSource::OpenSource(LSoundSource& result, const LSoundSource& source, long long start, long long end) {
     const long long sourceEnd = source->GetEndSample();
     if (end < 0 || start >= sourceEnd) {
-        result.Reset(new LSoundSourceError(kSourceLoopStartPastEnd, source->GetSampleRate(), source->GetChannels()));
+        result = MakeSource<LSoundSourceError>(kSourceLoopStartPastEnd, source->GetSampleRate(), source->GetChannels());
         return;
     }
     if (start == end) {
-        result.Reset(new LSoundSourceError(kSourceEmptyLoop, source->GetSampleRate(), source->GetChannels()));
+        result = MakeSource<LSoundSourceError>(kSourceEmptyLoop, source->GetSampleRate(), source->GetChannels());
         return;
     }
     start = std::max(0LL, start);
     end = std::min(end, sourceEnd);
     // An end before the start is kept as given; Read then plays silence.
-    result.Reset(new LLoopSourceBase(source, start, end));
+    result = MakeSource<LLoopSourceBase>(source, start, end);
 }

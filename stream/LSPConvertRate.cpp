@@ -7,6 +7,6 @@ LSoundSource LSPConvertRate::OpenSource(const LSoundSource& source) const {
     LSoundSource result = source;
     // 64-bit so that a rate near the int range can't overflow the test.
     if (rate_ > 0 && 4LL * rate_ < source->GetSampleRate())
-        result = LSoundSource(new LSRCConvertRate(result, 2 * rate_, approximate_));
-    return LSoundSource(new LSRCConvertRate(result, rate_, approximate_));
+        result = MakeSource<LSRCConvertRate>(result, 2 * rate_, approximate_);
+    return MakeSource<LSRCConvertRate>(result, rate_, approximate_);
 }

@@ -10,5 +10,5 @@ LSPEq LSPEq::FromPointList(const LPointList& curve, double sampleRate) {
 }
 
 LSoundSource LSPEq::OpenSource(const LSoundSource& source) const {
-    return LSoundSource(new LSRCEq(source, MakeEqTaps(gain)));
+    return MakeSource<LSRCEq>(source, MakeEqTaps(gain));
 }

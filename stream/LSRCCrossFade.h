@@ -39,6 +39,6 @@ struct LCrossFadeSource {
     // `ring` belongs to the caller and must outlive the stream; null gives a
     // stream that delivers silence without reading.
     static void OpenSource(LSoundSource& result, const LSoundSource& source, LCrossFadeRing* ring) {
-        result.Reset(new LSRCCrossFade(source, ring));
+        result = MakeSource<LSRCCrossFade>(source, ring);
     }
 };

@@ -10,7 +10,7 @@ LSoundSource LSPCrossMix::OpenSource(const LSoundSource& source) const {
     if (mixFrames < 1) return source;
     LSoundSource converted = second;
     LSPConvertSourceRateChannels(source->GetSampleRate(), static_cast<unsigned char>(source->GetChannels()), converted);
-    return LSoundSource(new LSRCCrossMix(source, converted, mixFrames));
+    return MakeSource<LSRCCrossMix>(source, converted, mixFrames);
 }
 
 namespace {

@@ -9,9 +9,5 @@ public:
     LSRCJoin(const LSoundSource& left, const LSoundSource& right)
         : LChannelJoinSourceBase(left, right, /*shareScratch=*/true) {}
 
-    static void OpenSource(LSoundSource& result, const LSoundSource& left, const LSoundSource& right) {
-        result.Reset(new LSRCJoin(left, right));
-    }
-
     long long GetEndSample() const override { return Left()->GetEndSample(); }
 };

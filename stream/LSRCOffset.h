@@ -7,10 +7,6 @@ class LSRCOffset : public LSoundProcessBase {
 public:
     LSRCOffset(const LSoundSource& inner, long long offset) : LSoundProcessBase(inner), offset_(offset) {}
 
-    static void OpenSource(LSoundSource& result, const LSoundSource& source, long long offset) {
-        result.Reset(new LSRCOffset(source, offset));
-    }
-
     void Read(float* buffer, long long frames) override { inner_->Read(buffer, frames); }
     long long GetPositionSample() const override;
     long long GetEndSample() const override;

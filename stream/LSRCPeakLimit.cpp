@@ -8,7 +8,7 @@
 
 LSoundSource LSPPeakLimit::OpenSource(const LSoundSource& source) const {
     if (source->GetPeak() <= limit) return source;
-    return LSoundSource(new LSRCPeakLimit(source, limit));
+    return MakeSource<LSRCPeakLimit>(source, limit);
 }
 
 namespace {

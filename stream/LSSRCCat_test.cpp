@@ -92,7 +92,7 @@ TEST(JoinSources, InterleaveTwoMonoStreams) {
 
     LSoundSource l2(new RampSource(10)), r2(new RampSource(20, 3));
     LSoundSource b;
-    LSRCJoin::OpenSource(b, l2, r2);
+    b = MakeSource<LSRCJoin>(l2, r2);
     EXPECT_EQ(b->GetEndSample(), 10);
     auto w = ReadFrames(b, 20000);  // more than one scratch buffer; 3-channel input gives its first channel
     EXPECT_EQ(w[2 * 5], RampSource::Value(5));

@@ -63,9 +63,15 @@ void LSinkConvertChannelsN::Convert(const float* in, float* out, long long frame
 void LSinkConvertChannels::OpenSink(LSoundSink& sink, int channels) {
     const int out = sink->GetChannels();
     if (channels == out) return;
-    if (channels == 1 && out == 2) return sink.Reset(new LSinkConvertMonoToStereo(sink));
-    if (channels == 2 && out == 1) return sink.Reset(new LSinkConvertStereoToMono(sink));
-    if (channels == 2 && out == 4) return sink.Reset(new LSinkConvert4ToStereo(sink));
-    if (channels == 2 && out == 6) return sink.Reset(new LSinkConvert6ToStereo(sink));
-    sink.Reset(new LSinkConvertChannelsN(sink, channels));
+    if (channels == 1 && out == 2) {
+        sink = MakeSink<LSinkConvertMonoToStereo>(sink);
+    } else if (channels == 2 && out == 1) {
+        sink = MakeSink<LSinkConvertStereoToMono>(sink);
+    } else if (channels == 2 && out == 4) {
+        sink = MakeSink<LSinkConvert4ToStereo>(sink);
+    } else if (channels == 2 && out == 6) {
+        sink = MakeSink<LSinkConvert6ToStereo>(sink);
+    } else {
+        sink = MakeSink<LSinkConvertChannelsN>(sink, channels);
+    }
 }

@@ -105,5 +105,5 @@ void LSinkConvertRate::OpenSink(LSoundSink& result, const LSoundSink& sink, int 
         result = sink;
         return;
     }
-    result.Reset(new LSinkConvertRateBase(sink, rate));
+    result = MakeSink<LSinkConvertRateBase>(sink, rate);
 }

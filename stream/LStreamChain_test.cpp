@@ -34,7 +34,7 @@ TEST(StreamChain, RandomSeeksAndReadsStayInBounds) {
     for (int round = 0; round < 20; ++round) {
         LSoundSource ramp(new RampSource(5000 + static_cast<long long>(rng() % 5000)));
         LSoundSource offset;
-        LSRCOffset::OpenSource(offset, ramp, RandomPosition(rng) % 100000);
+        offset = MakeSource<LSRCOffset>(ramp, RandomPosition(rng) % 100000);
         LSoundSource sub;
         LSubSource::OpenSource(sub, offset, static_cast<long long>(rng() % 12000) - 2000,
                                static_cast<long long>(rng() % 8000));

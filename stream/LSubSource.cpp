@@ -50,6 +50,6 @@ void LSubSourceBase::Read(float* buffer, long long frames) {
 }
 
 void LSubSource::OpenSource(LSoundSource& result, const LSoundSource& source, long long start, long long length) {
-    result.Reset(new LSubSourceBase(&source, start, length));
+    result = MakeSource<LSubSourceBase>(&source, start, length);
     source->Seek(start);
 }

@@ -41,7 +41,7 @@ TEST(ErrorSource, CloseLeavesAWorkingErrorSource) {
 TEST(OffsetSource, ShiftsPositionEndAndSeek) {
     LSoundSource inner(new RampSource(100));
     LSoundSource s;
-    LSRCOffset::OpenSource(s, inner, 1000);
+    s = MakeSource<LSRCOffset>(inner, 1000);
     EXPECT_EQ(s->GetPositionSample(), 1000);
     EXPECT_EQ(s->GetEndSample(), 1100);
     s->Seek(1010);

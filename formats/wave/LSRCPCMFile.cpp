@@ -1,6 +1,7 @@
 #include "formats/wave/LSRCPCMFile.h"
 
 #include "base/LByteOrder.h"
+#include "base/LInputStreamBuffer.h"
 #include "formats/wave/LRiffChunk.h"
 
 #include <algorithm>
@@ -8,16 +9,20 @@
 #include <cstring>
 #include <thread>
 
-LSRCPCMFileBase::LSRCPCMFileBase(LFile file, int64_t dataStart, int64_t dataLength, int sampleRate, int channels,
-                                 int bytesPerSample, float peak, const Options& options)
+LSRCPCMFileBase::LSRCPCMFileBase(std::unique_ptr<LInputStream> input, int64_t dataStart, int64_t dataLength,
+                                 int sampleRate, int channels, int bytesPerSample, float peak, const Options& options)
     : LSoundSourceBase(sampleRate, channels, peak),
-      file_(std::move(file)),
+      input_(std::move(input)),
       dataStart_(dataStart),
       frameSize_(GetChannels() * bytesPerSample),
       walkDataChunks_(options.walkDataChunks),
       limits_(options.limits),
       buffer_(new uint8_t[static_cast<size_t>(kBufferFrames) * frameSize_]) {
-    if (!file_.IsOpen()) SetError(kSourceNoFile);
+    if (!input_) {
+        // An empty stream in its place keeps every query below well-defined.
+        input_ = std::make_unique<LInputStreamBuffer>(nullptr, 0);
+        SetError(kSourceNoFile);
+    }
     BuildSegments(dataLength);
 }
 
@@ -39,7 +44,7 @@ void LSRCPCMFileBase::BuildSegments(int64_t firstLength) const {
     int64_t offset = dataStart_ + firstLength;
     while (walkDataChunks_) {
         uint8_t head[8];
-        if (file_.ReadAt(head, sizeof head, offset) != 8 || !riff::IdIs(head, "data")) break;
+        if (input_->ReadAt(head, sizeof head, offset) != 8 || !riff::IdIs(head, "data")) break;
         uint32_t length = LByteOrder::GetLE32(head + 4);
         if (length == 0) {
             // A further chunk whose length its writer hasn't set yet: the file
@@ -64,7 +69,7 @@ void LSRCPCMFileBase::AddOpenEndedChunks(int64_t offset) const {
     for (;;) {
         uint8_t head[8];
         int64_t next = start + capacity;
-        if (capacity <= 0 || file_.ReadAt(head, sizeof head, next) != 8 || !riff::IdIs(head, "data") ||
+        if (capacity <= 0 || input_->ReadAt(head, sizeof head, next) != 8 || !riff::IdIs(head, "data") ||
             LByteOrder::GetLE32(head + 4) != 0) {
             segments_.push_back({start, -1, logical});
             return;
@@ -80,12 +85,12 @@ void LSRCPCMFileBase::AddOpenEndedChunks(int64_t offset) const {
 // mark too; a finished further chunk behind it tells the two apart.
 bool LSRCPCMFileBase::FurtherChunkFollows(int64_t offset) const {
     uint8_t head[8];
-    return file_.ReadAt(head, sizeof head, offset) == 8 && riff::IdIs(head, "data") && LByteOrder::GetLE32(head + 4) != 0;
+    return input_->ReadAt(head, sizeof head, offset) == 8 && riff::IdIs(head, "data") && LByteOrder::GetLE32(head + 4) != 0;
 }
 
 uint32_t LSRCPCMFileBase::ReadFirstDataLength() const {
     uint8_t length[4];
-    if (file_.ReadAt(length, sizeof length, dataStart_ - 4) != 4) return 0xFFFFFFFFu;
+    if (input_->ReadAt(length, sizeof length, dataStart_ - 4) != 4) return 0xFFFFFFFFu;
     return LByteOrder::GetLE32(length);
 }
 
@@ -95,7 +100,7 @@ int64_t LSRCPCMFileBase::FramesInFile() const {
         if (s.bytes >= 0) {
             bytes += s.bytes;
         } else {
-            bytes += std::max<int64_t>(0, file_.Size() - s.fileStart);
+            bytes += std::max<int64_t>(0, input_->Size() - s.fileStart);
         }
     }
     return bytes / frameSize_;
@@ -138,7 +143,7 @@ int64_t LSRCPCMFileBase::ReadSampleBytes(uint8_t* out, int64_t size, int64_t off
         if (s.bytes >= 0 && offset >= s.logicalStart + s.bytes) continue;
         int64_t local = offset - s.logicalStart;
         int64_t want = s.bytes >= 0 ? std::min(size, s.bytes - local) : size;
-        int64_t got = file_.ReadAt(out, static_cast<size_t>(want), s.fileStart + local);
+        int64_t got = input_->ReadAt(out, static_cast<size_t>(want), s.fileStart + local);
         if (got <= 0) break;
         total += got;
         if (got < want) break;  // the file ends early: what follows reads as silence

@@ -3,9 +3,10 @@
 //
 // The samples may lie in several consecutive `data` chunks (files beyond
 // 4 GiB), and the end may be unknown while another process is still writing
-// the file: then the file's size tells how far the samples go, until the
-// writer's final header appears.
-#include "base/LFile.h"
+// the file: then the stream's size tells how far the samples go, until the
+// writer's final header appears. For that the stream must show the file as
+// it is now (an unbuffered file stream; see LWaveFile::OpenSource).
+#include "base/LInputStream.h"
 #include "formats/wave/LWaveLimits.h"
 #include "stream/LSampleFormat.h"
 #include "stream/LSoundSourceBase.h"
@@ -25,10 +26,11 @@ public:
         LWaveLimits limits;
     };
 
-    // `dataStart` is the first sample byte. `dataLength` is the length stored in
-    // the first `data` header (0xFFFFFF01 and above: not known yet), or for a
-    // single run its byte count, negative when it runs to the end of the file.
-    LSRCPCMFileBase(LFile file, int64_t dataStart, int64_t dataLength, int sampleRate, int channels,
+    // Reads `input`, which it owns from now on (null: error 4). `dataStart` is
+    // the first sample byte. `dataLength` is the length stored in the first
+    // `data` header (0xFFFFFF01 and above: not known yet), or for a single run
+    // its byte count, negative when it runs to the end of the stream.
+    LSRCPCMFileBase(std::unique_ptr<LInputStream> input, int64_t dataStart, int64_t dataLength, int sampleRate, int channels,
                     int bytesPerSample, float peak, const Options& options);
 
     void Read(float* buffer, long long frames) override;
@@ -62,7 +64,8 @@ private:
     uint32_t ReadFirstDataLength() const;
     bool FurtherChunkFollows(int64_t offset) const;
 
-    mutable LFile file_;  // positioned reads only; const queries read the header again
+    // Read at explicit offsets only; const queries read the header again.
+    std::unique_ptr<LInputStream> input_;
     int64_t dataStart_;
     int frameSize_;
     long long position_ = 0;
@@ -78,9 +81,9 @@ private:
 template <class T>
 class LSRCPCMFile final : public LSRCPCMFileBase {
 public:
-    LSRCPCMFile(LFile file, int64_t dataStart, int64_t dataLength, int sampleRate, int channels, float peak,
-                const Options& options)
-        : LSRCPCMFileBase(std::move(file), dataStart, dataLength, sampleRate, channels, sizeof(T), peak, options) {}
+    LSRCPCMFile(std::unique_ptr<LInputStream> input, int64_t dataStart, int64_t dataLength, int sampleRate,
+                int channels, float peak, const Options& options)
+        : LSRCPCMFileBase(std::move(input), dataStart, dataLength, sampleRate, channels, sizeof(T), peak, options) {}
 
 protected:
     void Convert(float* out, const uint8_t* bytes, long long values) const override {

@@ -1,7 +1,7 @@
 #include "formats/wave/LWavTagIterator.h"
 
 #include "base/LByteOrder.h"
-#include "base/LFile.h"
+#include "base/LInputStreamFile.h"
 #include "formats/wave/LRiffChunk.h"
 #include "formats/wave/LWavTags.h"
 
@@ -45,42 +45,42 @@ std::vector<uint8_t> Block(const std::vector<uint8_t>& body, size_t size) {
 }  // namespace
 
 bool LWavTagIterator::Read(const std::string& path) {
-    LFile file;
-    return file.OpenRead(path.c_str()) && FileScanForInfo(file);
+    LInputStreamFile file(path);
+    return file.IsOpen() && FileScanForInfo(file);
 }
 
-bool LWavTagIterator::FileScanForInfo(LFile& file) {
-    const int64_t fileSize = file.Size();
+bool LWavTagIterator::FileScanForInfo(LInputStream& in) {
+    const int64_t fileSize = in.Size();
     bool found = false;
     for (int64_t offset = 0; offset + 12 <= fileSize;) {
         uint8_t head[12];
-        if (file.ReadAt(head, sizeof head, offset) != 12) break;
+        if (in.ReadAt(head, sizeof head, offset) != 12) break;
         const int64_t riffEnd = offset + 8 + static_cast<int64_t>(riff::EvenLength(LByteOrder::GetLE32(head + 4)));
         if (riff::IdIs(head, "RIFF") && riff::IdIs(head + 8, "WAVE")) {
             found = true;
             // The RIFF length of a file beyond 4 GiB can't tell where it ends.
             if (static_cast<uint64_t>(fileSize) >= limits_.bigFileSize) {
-                WalkChunks(file, offset + 12, fileSize);
+                WalkChunks(in, offset + 12, fileSize);
                 break;
             }
-            WalkChunks(file, offset + 12, std::min(riffEnd, fileSize));
+            WalkChunks(in, offset + 12, std::min(riffEnd, fileSize));
         }
         offset = riffEnd;
     }
     return found;
 }
 
-void LWavTagIterator::WalkChunks(LFile& file, int64_t offset, int64_t end) {
+void LWavTagIterator::WalkChunks(LInputStream& in, int64_t offset, int64_t end) {
     while (offset + 8 <= end) {
         uint8_t head[8];
-        if (file.ReadAt(head, sizeof head, offset) != 8) return;
+        if (in.ReadAt(head, sizeof head, offset) != 8) return;
         uint64_t length = LByteOrder::GetLE32(head + 4);
         // A length beyond the end is cut to what is there; a zero length is
         // just a header.
         length = std::min<uint64_t>(length, static_cast<uint64_t>(end - offset - 8));
         if (length > 0 && length <= kMaxTagChunk && IsWanted(head)) {
             std::vector<uint8_t> body(length);
-            if (file.ReadAt(body.data(), body.size(), offset + 8) != static_cast<int64_t>(length)) return;
+            if (in.ReadAt(body.data(), body.size(), offset + 8) != static_cast<int64_t>(length)) return;
             SubchunkRead(head, body);
         }
         offset += 8 + static_cast<int64_t>((length + 1) & ~uint64_t{1});

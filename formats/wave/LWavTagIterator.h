@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-class LFile;
+class LInputStream;
 
 // One key and raw value as found in the file, before code page conversion.
 struct LRawRiffTag {
@@ -21,8 +21,10 @@ public:
     explicit LWavTagIterator(const LWaveLimits& limits = LWaveLimits::Default()) : limits_(limits) {}
 
     // Walks every top-level `RIFF`/`WAVE` chunk (for a file of 4 GiB and more:
-    // every chunk up to the end of the file). False if there was none.
-    bool FileScanForInfo(LFile& file);
+    // every chunk up to the end of the file). False if there was none, or
+    // the stream can't tell its size.
+    bool FileScanForInfo(LInputStream& in);
+    // The same for the file at `path`.
     bool Read(const std::string& path);
 
     // Hands the tags over: a key already in `tags` stays; an `id3 ` value wins
@@ -35,7 +37,7 @@ public:
     int CodePage() const { return codePage_; }
 
 private:
-    void WalkChunks(LFile& file, int64_t offset, int64_t end);
+    void WalkChunks(LInputStream& in, int64_t offset, int64_t end);
     void SubchunkRead(const uint8_t* id, const std::vector<uint8_t>& body);
     void ReadInfoList(const std::vector<uint8_t>& body);
     void ReadBext(const std::vector<uint8_t>& body);

@@ -3,9 +3,10 @@
 #include "base/LByteOrder.h"
 #include "base/LFile.h"
 #include "base/LFileLock.h"
+#include "base/LInputStreamFileShared.h"
 #include "formats/wave/LRiffChunk.h"
-#include "formats/wave/LWaveHeaderReader.h"
 #include "formats/wave/LWavTags.h"
+#include "formats/wave/LWaveHeaderReader.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -268,7 +269,9 @@ bool LWavTagWriter::Write(const std::string& path, const LFileTagDataAudio& tags
     if (!lock.IsLocked()) return false;
 
     LWaveHeaderInfo header;
-    if (LWaveReadFormatChunk(file, header) != 0 || LWaveFindDataChunk(file, header) != 0) return false;
+    // Read through the descriptor without buffering: the chunks are rewritten below.
+    LInputStreamFileShared view(file.Fd(), LInputStreamFileShared::kUnbuffered);
+    if (LWaveReadFormatChunk(view, header) != 0 || LWaveFindDataChunk(view, header) != 0) return false;
     uint8_t head[12];
     if (file.ReadAt(head, 12, 0) != 12 || !riff::IdIs(head, "RIFF")) return false;  // not behind foreign chunks
     // The samples, from the first `data` header on, are never written to. A

@@ -1,6 +1,6 @@
 #include "formats/wave/LWaveCodecNames.h"
 
-#include "base/LFile.h"
+#include "base/LInputStreamFile.h"
 #include "formats/wave/LWaveHeaderReader.h"
 
 #include <algorithm>
@@ -277,11 +277,14 @@ const char* LWaveCodecName(unsigned short tag) {
 }
 
 std::string LGetWaveFileCodecName(LWaveFileFormat& format, const std::string& path) {
+    LInputStreamFile file(path);
+    return LGetWaveFileCodecName(format, file);
+}
+
+std::string LGetWaveFileCodecName(LWaveFileFormat& format, LInputStream& in) {
     std::string name = "Microsoft Unknown Wave Format";
-    LFile file;
-    if (!file.OpenRead(path.c_str())) return name;
     LWaveHeaderInfo info;
-    if (LWaveReadFormatChunk(file, info) != 0) return name;
+    if (LWaveReadFormatChunk(in, info) != 0) return name;
     format = info.format;
     if (format.formatTag != 0 && format.channels != 0 && format.samplesPerSec != 0) {
         if (const char* known = LWaveCodecName(format.formatTag)) name = known;

@@ -4,6 +4,8 @@
 
 #include <string>
 
+class LInputStream;
+
 // The registered name of a tag, or nullptr.
 const char* LWaveCodecName(unsigned short tag);
 
@@ -11,3 +13,5 @@ const char* LWaveCodecName(unsigned short tag);
 // of its tag: "Microsoft Unknown Wave Format" unless tag, channels and rate
 // are all non-zero and the tag is known.
 std::string LGetWaveFileCodecName(LWaveFileFormat& format, const std::string& path);
+// The same for a Wave image read from `in`.
+std::string LGetWaveFileCodecName(LWaveFileFormat& format, LInputStream& in);

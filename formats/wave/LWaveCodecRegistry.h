@@ -11,15 +11,16 @@
 #include "stream/LSoundSource.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
-class LFile;
+class LInputStream;
 
-// What a decoder factory gets: the open file (positioned on the first sample
-// byte; the factory takes it over by moving), the parsed header and the limits.
+// What a decoder factory gets: the open stream (positioned on the first
+// sample byte; the factory takes it over by moving), the parsed header and
+// the limits.
 struct LWaveSourceRequest {
-    LFile& file;
-    const std::string& path;
+    std::unique_ptr<LInputStream>& input;
     const LWaveHeaderInfo& header;
     const LWaveLimits& limits;
 };

@@ -1,7 +1,7 @@
 #include "formats/wave/LWaveFile.h"
 
 #include "base/LByteOrder.h"
-#include "base/LFile.h"
+#include "base/LInputStreamFile.h"
 #include "formats/wave/LRawFileDataSoundSink.h"
 #include "formats/wave/LRawFileDataSoundSource.h"
 #include "formats/wave/LRiffChunk.h"
@@ -17,17 +17,19 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
+#include <utility>
 
 namespace {
 
-LSoundSource ErrorSource(unsigned char code) { return LSoundSource(new LSoundSourceError(code)); }
+LSoundSource ErrorSource(unsigned char code) { return MakeSource<LSoundSourceError>(code); }
 
 template <class T>
 LSoundSource MakePCMSource(LWaveSourceRequest& r, float peak) {
     const LWaveFileFormat& f = r.header.format;
     LSRCPCMFileBase::Options options{true, r.limits};
-    return LSoundSource(new LSRCPCMFile<T>(std::move(r.file), r.header.dataStart, r.header.dataLength,
-                                           static_cast<int>(f.samplesPerSec), f.channels, peak, options));
+    return MakeSource<LSRCPCMFile<T>>(std::move(r.input), r.header.dataStart, r.header.dataLength,
+                                      static_cast<int>(f.samplesPerSec), f.channels, peak, options);
 }
 
 LSoundSource OpenPCM(LWaveSourceRequest& r) {
@@ -49,9 +51,8 @@ LSoundSource OpenFloat(LWaveSourceRequest& r) {
 template <class T>
 LSoundSource OpenG711(LWaveSourceRequest& r) {
     const LWaveFileFormat& f = r.header.format;
-    return LSoundSource(new LRawFileDataSoundSource<T>(std::move(r.file), r.header.dataStart, r.header.dataLength,
-                                                       static_cast<int>(f.samplesPerSec), f.channels,
-                                                       kPeakCompanded));
+    return MakeSource<LRawFileDataSoundSource<T>>(std::move(r.input), r.header.dataStart, r.header.dataLength,
+                                                  static_cast<int>(f.samplesPerSec), f.channels, kPeakCompanded);
 }
 
 LSoundSource OpenUnsupported(LWaveSourceRequest&) { return ErrorSource(kSourceUnsupported); }
@@ -59,6 +60,16 @@ LSoundSource OpenUnsupported(LWaveSourceRequest&) { return ErrorSource(kSourceUn
 struct BuiltInDecoder {
     uint16_t tag;
     LWaveSourceFactory open;
+};
+
+// Layouts no decoder here or elsewhere reads, refused before the registry is
+// asked: IMA ADPCM is read in mono only, whatever registers tag 17.
+struct RefusedLayout {
+    uint16_t tag;
+    uint16_t minChannels;
+};
+constexpr RefusedLayout kRefusedLayouts[] = {
+    {LWaveFileFormat::kTagIMA, 2},
 };
 
 // Decoders of this folder; codecs that live elsewhere are found through
@@ -72,7 +83,11 @@ constexpr BuiltInDecoder kBuiltInDecoders[] = {
     {69, OpenUnsupported},  // G.726 ADPCM
 };
 
-LWaveSourceFactory FindDecoder(uint16_t tag) {
+LWaveSourceFactory FindDecoder(const LWaveFileFormat& format) {
+    const uint16_t tag = format.formatTag;
+    for (const RefusedLayout& r : kRefusedLayouts) {
+        if (r.tag == tag && format.channels >= r.minChannels) return OpenUnsupported;
+    }
     if (LWaveSourceFactory registered = LWaveCodecRegistry::FindSource(tag)) return registered;
     for (const BuiltInDecoder& d : kBuiltInDecoders) {
         if (d.tag == tag) return d.open;
@@ -83,8 +98,8 @@ LWaveSourceFactory FindDecoder(uint16_t tag) {
 // Deletes its file once the last reference to the source is gone.
 class LWavSourceDeleteWhenClosed final : public LSoundProcessBase {
 public:
-    LWavSourceDeleteWhenClosed(const LSoundSource& inner, std::string path)
-        : LSoundProcessBase(inner), path_(std::move(path)) {
+    LWavSourceDeleteWhenClosed(const LSoundSource& inner, const std::string& path)
+        : LSoundProcessBase(inner), path_(path) {
         SetError(inner->GetError());
     }
     ~LWavSourceDeleteWhenClosed() override {
@@ -130,45 +145,52 @@ uint32_t WriteMuLawHeader(LRawFileDataSoundSinkBase& sink, bool final) {
     return WriteG711Header(sink, final, LWaveFileFormat::kTagMuLaw);
 }
 
-LSoundSink SinkFailed() { return LSoundSink(new LSoundSinkError()); }
+LSoundSink SinkFailed() { return MakeSink<LSoundSinkError>(); }
 
-template <class Sink>
-LSoundSink Checked(Sink* sink) {
-    LSoundSink handle(sink);
+// Makes the sink; one that failed to open its file gives way to an error sink.
+template <class Sink, class... Args>
+LSoundSink Checked(Args&&... args) {
+    LSoundSink handle = MakeSink<Sink>(std::forward<Args>(args)...);
     return handle->HasFailed() ? SinkFailed() : handle;
 }
 
 }  // namespace
 
 LSoundSource LWaveFile::OpenSource(const std::string& path, const LWaveLimits& limits) {
-    LFile file;
-    if (!file.OpenRead(path.c_str())) return ErrorSource(kSourceNoFile);
+    // Unbuffered: the file may still be growing, and the source reads its
+    // header again to follow it.
+    auto file = std::make_unique<LInputStreamFile>(path, LInputStreamFile::kUnbuffered);
+    if (!file->IsOpen()) return ErrorSource(kSourceNoFile);
+    return OpenSource(std::move(file), limits);
+}
+
+LSoundSource LWaveFile::OpenSource(std::unique_ptr<LInputStream> input, const LWaveLimits& limits) {
+    if (!input) return ErrorSource(kSourceNoFile);
     LWaveHeaderInfo header;
-    unsigned char error = LWaveReadFormatChunk(file, header);
-    if (error == kSourceOk) error = LWaveFindDataChunk(file, header);
+    unsigned char error = LWaveReadFormatChunk(*input, header);
+    if (error == kSourceOk) error = LWaveFindDataChunk(*input, header);
     if (error != kSourceOk) return ErrorSource(error);
 
-    LWaveSourceFactory open = FindDecoder(header.format.formatTag);
+    LWaveSourceFactory open = FindDecoder(header.format);
     if (!open) return ErrorSource(kSourceNoCodec);
-    file.Seek(header.dataStart);
-    LWaveSourceRequest request{file, path, header, limits};
+    input->Seek(header.dataStart);
+    LWaveSourceRequest request{input, header, limits};
     LSoundSource source = open(request);
     if (!source->IsOk()) return ErrorSource(source->GetError());
     return source;
 }
 
 LSoundSource LWaveFile::OpenSourceDeletingFileWhenClosed(const std::string& path) {
-    LSoundSource inner = OpenSource(path);
-    return LSoundSource(new LWavSourceDeleteWhenClosed(inner, path));
+    return MakeSource<LWavSourceDeleteWhenClosed>(OpenSource(path), path);
 }
 
 LSoundSink LWaveFile::OpenSinkPCM(const std::string& path, int sampleRate, int channels, int bits,
                                   long long /*framesHint*/, const LWaveLimits& limits) {
     if (sampleRate < 1 || channels < 1 || channels > 255) return SinkFailed();
-    if (bits < 9) return Checked(new LSNKPCMFile<LSFU8>(path, sampleRate, channels, limits));
-    if (bits < 17) return Checked(new LSNKPCMFile<LSF16>(path, sampleRate, channels, limits));
-    if (bits < 25) return Checked(new LSNKPCMFile<LSFLE24>(path, sampleRate, channels, limits));
-    return Checked(new LSNKPCMFile<LSF32>(path, sampleRate, channels, limits));
+    if (bits < 9) return Checked<LSNKPCMFile<LSFU8>>(path, sampleRate, channels, limits);
+    if (bits < 17) return Checked<LSNKPCMFile<LSF16>>(path, sampleRate, channels, limits);
+    if (bits < 25) return Checked<LSNKPCMFile<LSFLE24>>(path, sampleRate, channels, limits);
+    return Checked<LSNKPCMFile<LSF32>>(path, sampleRate, channels, limits);
 }
 
 LSoundSink LWaveFile::OpenSink(const std::string& path, const LWaveFileFormat& format, const LWaveLimits& limits) {
@@ -183,11 +205,11 @@ LSoundSink LWaveFile::OpenSink(const std::string& path, const LWaveFileFormat& f
             return OpenSinkPCM(path, rate, channels, format.bitsPerSample, 0, limits);
         case LWaveFileFormat::kTagFloat:
             if (format.bitsPerSample != 32) return SinkFailed();
-            return Checked(new LSNKPCMFile<LSFF32>(path, rate, channels, limits));
+            return Checked<LSNKPCMFile<LSFF32>>(path, rate, channels, limits);
         case LWaveFileFormat::kTagALaw:
-            return Checked(new LRawFileDataSoundSink<LSFALAW>(path, rate, channels, WriteALawHeader, true));
+            return Checked<LRawFileDataSoundSink<LSFALAW>>(path, rate, channels, WriteALawHeader, true);
         case LWaveFileFormat::kTagMuLaw:
-            return Checked(new LRawFileDataSoundSink<LSFULAW>(path, rate, channels, WriteMuLawHeader, true));
+            return Checked<LRawFileDataSoundSink<LSFULAW>>(path, rate, channels, WriteMuLawHeader, true);
         default:
             return SinkFailed();
     }

@@ -9,11 +9,19 @@
 #include "stream/LSoundSink.h"
 #include "stream/LSoundSource.h"
 
+#include <memory>
 #include <string>
+
+class LInputStream;
 
 class LWaveFile {
 public:
     static LSoundSource OpenSource(const std::string& path, const LWaveLimits& limits = LWaveLimits::Default());
+    // Reads the Wave image in `input`, which the source owns from now on
+    // (bytes in memory, a file opened elsewhere). The source reads the stream
+    // on whichever thread reads the source.
+    static LSoundSource OpenSource(std::unique_ptr<LInputStream> input,
+                                   const LWaveLimits& limits = LWaveLimits::Default());
     // As OpenSource; the file is deleted when the last reference to the source
     // goes. For temporary files written by external decoders.
     static LSoundSource OpenSourceDeletingFileWhenClosed(const std::string& path);

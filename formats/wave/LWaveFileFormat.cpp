@@ -3,6 +3,7 @@
 #include "base/LByteOrder.h"
 #include "base/LFile.h"
 #include "base/LFileLock.h"
+#include "base/LInputStreamFile.h"
 #include "formats/wave/LRiffChunk.h"
 #include "formats/wave/LWaveHeaderReader.h"
 
@@ -71,10 +72,13 @@ bool LWaveFileFormat::SaveToWavCodecFile(const std::string& path) const {
 }
 
 bool LWaveFileFormat::LoadFromPCMWaveFile(const std::string& path) {
-    LFile file;
-    if (!file.OpenRead(path.c_str())) return false;
+    LInputStreamFile file(path);
+    return file.IsOpen() && LoadFromPCMWaveFile(file);
+}
+
+bool LWaveFileFormat::LoadFromPCMWaveFile(LInputStream& in) {
     LWaveHeaderInfo info;
-    if (LWaveReadFormatChunk(file, info) != 0) return false;
+    if (LWaveReadFormatChunk(in, info) != 0) return false;
     const LWaveFileFormat& f = info.format;
     if (f.formatTag != kTagPCM) return false;
     // Only the fixed 18 bytes are taken; the extra bytes of this block stay.

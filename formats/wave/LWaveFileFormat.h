@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+class LInputStream;
+
 class LWaveFileFormat {
 public:
     static constexpr size_t kBlockSize = 1028;
@@ -46,6 +48,7 @@ public:
     bool SaveToWavCodecFile(const std::string& path) const;
     // Takes the first 18 bytes of the `fmt ` chunk of a Wave file; true only for tag 1.
     bool LoadFromPCMWaveFile(const std::string& path);
+    bool LoadFromPCMWaveFile(LInputStream& in);
 
     // `WavCodec.wff` in the user's application data folder; empty if that folder is unusable.
     static std::string WavCodecFilePath();

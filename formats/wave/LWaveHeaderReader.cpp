@@ -1,7 +1,7 @@
 #include "formats/wave/LWaveHeaderReader.h"
 
 #include "base/LByteOrder.h"
-#include "base/LFile.h"
+#include "base/LInputStream.h"
 #include "formats/wave/LRiffChunk.h"
 #include "stream/LSoundSourceBase.h"
 
@@ -21,11 +21,11 @@ constexpr uint16_t kExtensibleExtraSize = 22;
 
 // Steps over foreign top-level chunks until a `RIFF` header of form `WAVE`.
 // Returns the offset of the first chunk inside the form, or -1.
-int64_t FindWaveForm(LFile& file) {
+int64_t FindWaveForm(LInputStream& in) {
     int64_t offset = 0;
     for (;;) {
         uint8_t head[12];
-        if (file.ReadAt(head, sizeof head, offset) != static_cast<int64_t>(sizeof head)) return -1;
+        if (in.ReadAt(head, sizeof head, offset) != static_cast<int64_t>(sizeof head)) return -1;
         if (riff::IdIs(head, "RIFF") && riff::IdIs(head + 8, "WAVE")) return offset + 12;
         // A foreign chunk: its length is taken signed, so a huge or negative one
         // (an RF64 file's all-ones length) ends the search instead of looping.
@@ -37,10 +37,10 @@ int64_t FindWaveForm(LFile& file) {
 
 // Walks chunk headers from `offset` until one with `id`; other bodies are
 // skipped by their even length. Returns the header offset, or -1.
-int64_t FindChunk(LFile& file, int64_t offset, const char (&id)[5], uint32_t* length) {
+int64_t FindChunk(LInputStream& in, int64_t offset, const char (&id)[5], uint32_t* length) {
     for (;;) {
         uint8_t head[8];
-        if (file.ReadAt(head, sizeof head, offset) != static_cast<int64_t>(sizeof head)) return -1;
+        if (in.ReadAt(head, sizeof head, offset) != static_cast<int64_t>(sizeof head)) return -1;
         RIFF_HDR h = riff::ParseHeader(head);
         if (riff::IdIs(h.id, id)) {
             *length = h.length;
@@ -68,16 +68,16 @@ void NormaliseFormat(LWaveHeaderInfo& info, const uint8_t* body) {
 
 }  // namespace
 
-unsigned char LWaveReadFormatChunk(LFile& file, LWaveHeaderInfo& info) {
-    int64_t offset = FindWaveForm(file);
+unsigned char LWaveReadFormatChunk(LInputStream& in, LWaveHeaderInfo& info) {
+    int64_t offset = FindWaveForm(in);
     if (offset < 0) return kSourceBadFormat;
     uint32_t length = 0;
-    offset = FindChunk(file, offset, "fmt ", &length);
+    offset = FindChunk(in, offset, "fmt ", &length);
     if (offset < 0) return kSourceBadFormat;
     if (length < kFmtMinLength || length > kFmtMaxLength) return kSourceBadFormat;
 
     uint8_t body[kFmtMaxLength] = {};
-    if (file.ReadAt(body, length, offset + 8) != static_cast<int64_t>(length)) return kSourceBadFormat;
+    if (in.ReadAt(body, length, offset + 8) != static_cast<int64_t>(length)) return kSourceBadFormat;
     info.fmtLength = length;
     info.format.FromBytes(body, length);
     NormaliseFormat(info, body);
@@ -85,9 +85,9 @@ unsigned char LWaveReadFormatChunk(LFile& file, LWaveHeaderInfo& info) {
     return kSourceOk;
 }
 
-unsigned char LWaveFindDataChunk(LFile& file, LWaveHeaderInfo& info) {
+unsigned char LWaveFindDataChunk(LInputStream& in, LWaveHeaderInfo& info) {
     uint32_t length = 0;
-    int64_t offset = FindChunk(file, info.afterFmt, "data", &length);
+    int64_t offset = FindChunk(in, info.afterFmt, "data", &length);
     if (offset < 0) return kSourceBadFormat;
     const LWaveFileFormat& f = info.format;
     if (f.channels < 1 || f.channels > 255) return kSourceBadFormat;

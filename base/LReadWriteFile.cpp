@@ -1,4 +1,4 @@
-#include "sdf/LReadWriteFile.h"
+#include "base/LReadWriteFile.h"
 
 bool LReadWriteFile::Open(const std::string& path) {
     position_ = 0;

@@ -1,6 +1,6 @@
 #pragma once
 // LInputStreamBuffer: reads from bytes in memory that the caller keeps alive.
-#include "sdf/LInputStream.h"
+#include "base/LInputStream.h"
 
 #include <cstdint>
 #include <span>

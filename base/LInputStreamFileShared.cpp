@@ -1,4 +1,4 @@
-#include "sdf/LInputStreamFileShared.h"
+#include "base/LInputStreamFileShared.h"
 
 #include "base/LFile.h"
 
@@ -10,7 +10,7 @@
 #include <cstring>
 
 LInputStreamFileShared::LInputStreamFileShared(int fd, size_t bufferSize)
-    : fd_(fd), bufferCapacity_(std::max<size_t>(bufferSize, 1)) {}
+    : fd_(fd), bufferCapacity_(bufferSize) {}
 
 void LInputStreamFileShared::Attach(int fd) {
     fd_ = fd;
@@ -45,7 +45,8 @@ int64_t LInputStreamFileShared::Read(void* buffer, size_t size) {
             done += count;
             position_ += static_cast<int64_t>(count);
         } else if (size - done >= bufferCapacity_) {
-            // Large payloads (audio blobs) go straight to the caller.
+            // Large payloads (audio blobs), and every read of an unbuffered
+            // stream, go straight to the caller.
             const int64_t n = ReadDirect(out + done, size - done);
             done += static_cast<size_t>(n);
             position_ += n;

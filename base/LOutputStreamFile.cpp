@@ -1,4 +1,4 @@
-#include "sdf/LOutputStreamFile.h"
+#include "base/LOutputStreamFile.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "sdf/LInputStreamFile.h"
+#include "base/LInputStreamFile.h"
 
 bool LInputStreamFile::Open(const std::string& path) {
     Close();

@@ -5,8 +5,8 @@
 //
 // Unbuffered: every Read and Write is a pread/pwrite at the stream position.
 #include "base/LFile.h"
-#include "sdf/LInputStream.h"
-#include "sdf/LOutputStream.h"
+#include "base/LInputStream.h"
+#include "base/LOutputStream.h"
 
 #include <string>
 

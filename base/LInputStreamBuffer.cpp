@@ -1,4 +1,4 @@
-#include "sdf/LInputStreamBuffer.h"
+#include "base/LInputStreamBuffer.h"
 
 #include <algorithm>
 #include <cstring>

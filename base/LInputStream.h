@@ -1,6 +1,9 @@
 #pragma once
-// LInputStream: a seekable source of bytes, the reading side of every
-// container file of our own (SDF and the files built on it).
+// LInputStream: a seekable source of bytes. Every reader of outside data
+// (sound files, tags, our own containers) reads one, so the same parser serves
+// a file on disk, a descriptor someone else holds and bytes in memory.
+//
+// One thread at a time; the owner of the stream decides which.
 #include <cstddef>
 #include <cstdint>
 
@@ -20,4 +23,7 @@ public:
 
     // All of size bytes or false.
     bool ReadExact(void* buffer, size_t size) { return Read(buffer, size) == static_cast<int64_t>(size); }
+    // Seeks to offset and reads there, as a positioned read of a file would:
+    // the count read, 0 when the position can't be taken.
+    int64_t ReadAt(void* buffer, size_t size, int64_t offset) { return Seek(offset) ? Read(buffer, size) : 0; }
 };

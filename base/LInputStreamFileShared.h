@@ -4,13 +4,16 @@
 //
 // Reads go through pread, so the owner's file offset is never moved and the
 // owner may keep using the descriptor. The stream starts at position 0.
-#include "sdf/LInputStream.h"
+#include "base/LInputStream.h"
 
 #include <vector>
 
 class LInputStreamFileShared : public LInputStream {
 public:
     static constexpr size_t kDefaultBufferSize = 64 * 1024;
+    // Every read goes to the file: for files that another process may still
+    // be writing, where a buffered window would show stale bytes.
+    static constexpr size_t kUnbuffered = 0;
 
     explicit LInputStreamFileShared(int fd = -1, size_t bufferSize = kDefaultBufferSize);
 

@@ -1,7 +1,7 @@
 #pragma once
 // LOutputStreamByteArray: writes into a growing array in memory, for the
 // small container images that are embedded in other files.
-#include "sdf/LOutputStream.h"
+#include "base/LOutputStream.h"
 
 #include <cstdint>
 #include <vector>

@@ -6,7 +6,7 @@
 // was. Writes are buffered; seeking back to patch a few bytes that are still
 // in the buffer costs no system call.
 #include "base/LFileReplace.h"
-#include "sdf/LOutputStream.h"
+#include "base/LOutputStream.h"
 
 #include <optional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "sdf/LOutputStreamByteArray.h"
+#include "base/LOutputStreamByteArray.h"
 
 #include <algorithm>
 #include <cstring>
