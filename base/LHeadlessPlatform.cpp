@@ -242,3 +242,26 @@ std::unique_ptr<LProgressWindow> LHeadlessPlatform::CreateProgressWindow(const c
     ++progressWindowsOpened_;
     return std::make_unique<HeadlessProgressWindow>(title);
 }
+
+bool LHeadlessPlatform::EditOptions(LOptionsForm& form) {
+    std::function<bool(LOptionsForm&)> answer;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        optionsShown_.push_back(form);
+        if (!scriptedOptions_.empty()) {
+            answer = std::move(scriptedOptions_.front());
+            scriptedOptions_.pop_front();
+        }
+    }
+    return answer ? answer(form) : true;
+}
+
+void LHeadlessPlatform::ScriptOptionsAnswer(std::function<bool(LOptionsForm&)> answer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    scriptedOptions_.push_back(std::move(answer));
+}
+
+std::vector<LOptionsForm> LHeadlessPlatform::OptionsShown() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return optionsShown_;
+}

@@ -37,6 +37,12 @@ public:
     void ScriptAlertAnswer(int button);
     // Every alert shown so far.
     std::vector<LAlertRequest> AlertsShown() const;
+    // Options windows: confirmed as they stand unless an answer is scripted;
+    // a scripted answer may change the fields first.
+    bool EditOptions(LOptionsForm& form) override;
+    void ScriptOptionsAnswer(std::function<bool(LOptionsForm&)> answer);
+    // Every options form shown so far, as it was shown.
+    std::vector<LOptionsForm> OptionsShown() const;
     // Keeps alerts off stderr (tests).
     void SetQuiet(bool quiet) { quiet_ = quiet; }
     // How many progress windows were opened so far.
@@ -70,6 +76,8 @@ private:
     std::vector<bool> quitLevels_;    // index = modal depth, guarded by mutex_
     std::deque<int> scriptedAnswers_;
     std::vector<LAlertRequest> alertsShown_;
+    std::deque<std::function<bool(LOptionsForm&)>> scriptedOptions_;
+    std::vector<LOptionsForm> optionsShown_;
     bool quiet_ = false;
     int progressWindowsOpened_ = 0;
 };

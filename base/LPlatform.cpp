@@ -9,6 +9,8 @@ std::atomic<LPlatform*> gCurrentPlatform{nullptr};
 
 LPlatform* LPlatform::Current() { return gCurrentPlatform.load(); }
 
+bool LPlatform::EditOptions(LOptionsForm&) { return true; }
+
 void LPlatform::SetCurrent(LPlatform* platform) { gCurrentPlatform = platform; }
 
 int LAlert(const LAlertRequest& request) {

@@ -20,6 +20,20 @@ struct LAlertRequest {
     int defaultButton = 0;             // index into buttons
 };
 
+// A format's options window without its widgets: the settings keys of one
+// section with their values as text. The toolkit lays it out; whoever asks
+// for it stores the answers.
+struct LOptionsField {
+    std::string key;                   // settings key within the section
+    std::string value;                 // the value shown, and the answer
+    std::vector<std::string> choices;  // the allowed values; empty: any text
+};
+struct LOptionsForm {
+    std::string windowClass;  // names the window, e.g. "LFlacEncoderOptionsWindow"
+    std::string section;      // settings section of the fields
+    std::vector<LOptionsField> fields;
+};
+
 // The visible part of a progress dialog: two text lines, a bar, a stop button.
 // Created and used on the main thread only.
 class LProgressWindow {
@@ -69,6 +83,10 @@ public:
     // --- User interface -----------------------------------------------------
     // Shows an alert and returns the index of the chosen button.
     virtual int Alert(const LAlertRequest& request) = 0;
+    // Shows an options window, modal; true when the user confirmed, with the
+    // answers in the fields. Main thread only. A platform that can't ask
+    // confirms what stands.
+    virtual bool EditOptions(LOptionsForm& form);
     // A progress window; `onStop` runs on the main thread when the user asks
     // to stop.
     virtual std::unique_ptr<LProgressWindow> CreateProgressWindow(const char* title, Closure onStop) = 0;
