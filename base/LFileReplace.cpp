@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -30,11 +31,24 @@ std::string FolderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+
+// The template of the temporary name and the length of its fixed suffix.
+std::pair<std::string, int> TempPattern(const std::string& target, LFileReplace::TempName naming) {
+    if (naming == LFileReplace::TempName::Suffix) return {target + ".tmp-XXXXXX", 0};
+    const size_t slash = target.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "" : target.substr(0, slash + 1);
+    const std::string name = target.substr(folder.size());
+    const size_t dot = name.find_last_of('.');
+    const std::string extension = dot == std::string::npos || dot == 0 ? "" : name.substr(dot);
+    const std::string stem = name.substr(0, name.size() - extension.size());
+    return {folder + "." + stem + "-XXXXXX" + extension, static_cast<int>(extension.size())};
+}
+
 }  // namespace
 
-LFileReplace::LFileReplace(const std::string& targetPath) : targetPath_(targetPath) {
-    std::string pattern = targetPath + ".tmp-XXXXXX";
-    int fd = ::mkostemp(pattern.data(), O_CLOEXEC);
+LFileReplace::LFileReplace(const std::string& targetPath, TempName naming) : targetPath_(targetPath) {
+    auto [pattern, suffixLength] = TempPattern(targetPath, naming);
+    int fd = ::mkostemps(pattern.data(), suffixLength, O_CLOEXEC);
     if (fd < 0) return;
     file_ = LFile(fd);
     tempPath_ = pattern;

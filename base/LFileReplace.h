@@ -12,9 +12,15 @@
 
 class LFileReplace {
 public:
+    enum class TempName {
+        Suffix,  // "<target>.tmp-XXXXXX"
+        // ".<name>-XXXXXX<extension>": hidden from folder listings, and of the
+        // target's type for whatever looks at the extension.
+        HiddenSameExtension,
+    };
     // Opens the temporary file; check IsOpen(). An existing target's
     // permission bits carry over to the new file, otherwise 0666 & ~umask.
-    explicit LFileReplace(const std::string& targetPath);
+    explicit LFileReplace(const std::string& targetPath, TempName naming = TempName::Suffix);
     ~LFileReplace();
     LFileReplace(const LFileReplace&) = delete;
     LFileReplace& operator=(const LFileReplace&) = delete;

@@ -214,22 +214,61 @@ void LHeadlessPlatform::DispatchPendingEvents() {
     }
 }
 
-int LHeadlessPlatform::Alert(const LAlertRequest& request) {
+int LHeadlessPlatform::TakeAlertAnswer(const LAlertRequest& request, bool* checked) {
     std::lock_guard<std::mutex> lock(mutex_);
     alertsShown_.push_back(request);
     if (!quiet_)
         std::fprintf(stderr, "%s: %s\n", request.title.c_str(), request.text.c_str());
-    int answer = request.defaultButton;
-    if (!scriptedAnswers_.empty()) {
-        answer = scriptedAnswers_.front();
-        scriptedAnswers_.pop_front();
-    }
+    *checked = false;
+    if (scriptedAnswers_.empty())
+        return request.unattendedButton >= 0 ? request.unattendedButton : request.defaultButton;
+    const ScriptedAlert answer = scriptedAnswers_.front();
+    scriptedAnswers_.pop_front();
+    *checked = answer.checked && !request.checkBox.empty();
+    return answer.button;
+}
+
+int LHeadlessPlatform::Alert(const LAlertRequest& request) {
+    bool checked = false;
+    return TakeAlertAnswer(request, &checked);
+}
+
+int LHeadlessPlatform::AlertWithCheckBox(const LAlertRequest& request, bool* checked) {
+    return TakeAlertAnswer(request, checked);
+}
+
+void LHeadlessPlatform::ScriptAlertAnswer(int button, bool checked) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    scriptedAnswers_.push_back({button, checked});
+}
+
+std::vector<std::string> LHeadlessPlatform::BrowseOpenFiles(const std::string&, const std::string&,
+                                                            const std::vector<LFileFilter>&) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (scriptedOpens_.empty()) return {};
+    std::vector<std::string> answer = std::move(scriptedOpens_.front());
+    scriptedOpens_.pop_front();
     return answer;
 }
 
-void LHeadlessPlatform::ScriptAlertAnswer(int button) {
+std::string LHeadlessPlatform::BrowseSaveFile(const std::string&, const std::string&, const std::string&,
+                                              const std::vector<LFileFilter>&, int* filterIndex) {
     std::lock_guard<std::mutex> lock(mutex_);
-    scriptedAnswers_.push_back(button);
+    if (scriptedSaves_.empty()) return {};
+    ScriptedSave answer = std::move(scriptedSaves_.front());
+    scriptedSaves_.pop_front();
+    if (filterIndex && answer.filterIndex >= 0) *filterIndex = answer.filterIndex;
+    return answer.path;
+}
+
+void LHeadlessPlatform::ScriptOpenAnswer(std::vector<std::string> paths) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    scriptedOpens_.push_back(std::move(paths));
+}
+
+void LHeadlessPlatform::ScriptSaveAnswer(std::string path, int filterIndex) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    scriptedSaves_.push_back({std::move(path), filterIndex});
 }
 
 std::vector<LAlertRequest> LHeadlessPlatform::AlertsShown() const {

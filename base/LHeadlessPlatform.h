@@ -30,11 +30,22 @@ public:
     int ModalDepth() const override { return modalDepth_; }
     void DispatchPendingEvents() override;
 
+    // Alerts take the scripted answers in order; once they run out, the
+    // unattended answer (the default button unless the alert names one).
     int Alert(const LAlertRequest& request) override;
+    int AlertWithCheckBox(const LAlertRequest& request, bool* checked) override;
+    // File dialogs take scripted answers in order and cancel once they run out.
+    std::vector<std::string> BrowseOpenFiles(const std::string& title, const std::string& folder,
+                                             const std::vector<LFileFilter>& filters) override;
+    std::string BrowseSaveFile(const std::string& title, const std::string& folder, const std::string& name,
+                               const std::vector<LFileFilter>& filters, int* filterIndex) override;
     std::unique_ptr<LProgressWindow> CreateProgressWindow(const char* title, Closure onStop) override;
 
-    // Answers for the next alerts, in order; the default button once they run out.
-    void ScriptAlertAnswer(int button);
+    // Answers for the next alerts, in order; `checked` for one with a check box.
+    void ScriptAlertAnswer(int button, bool checked = false);
+    // Answers for the next file dialogs; an empty answer cancels.
+    void ScriptOpenAnswer(std::vector<std::string> paths);
+    void ScriptSaveAnswer(std::string path, int filterIndex = -1);
     // Every alert shown so far.
     std::vector<LAlertRequest> AlertsShown() const;
     // Options windows: confirmed as they stand unless an answer is scripted;
@@ -74,7 +85,19 @@ private:
     int exitCode_ = 0;
     std::atomic<int> modalDepth_{0};  // changed on the main thread under mutex_
     std::vector<bool> quitLevels_;    // index = modal depth, guarded by mutex_
-    std::deque<int> scriptedAnswers_;
+    struct ScriptedAlert {
+        int button;
+        bool checked;
+    };
+    struct ScriptedSave {
+        std::string path;
+        int filterIndex;
+    };
+    int TakeAlertAnswer(const LAlertRequest& request, bool* checked);
+
+    std::deque<ScriptedAlert> scriptedAnswers_;
+    std::deque<std::vector<std::string>> scriptedOpens_;
+    std::deque<ScriptedSave> scriptedSaves_;
     std::vector<LAlertRequest> alertsShown_;
     std::deque<std::function<bool(LOptionsForm&)>> scriptedOptions_;
     std::vector<LOptionsForm> optionsShown_;

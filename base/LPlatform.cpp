@@ -11,18 +11,57 @@ LPlatform* LPlatform::Current() { return gCurrentPlatform.load(); }
 
 bool LPlatform::EditOptions(LOptionsForm&) { return true; }
 
+int LPlatform::AlertWithCheckBox(const LAlertRequest& request, bool* checked) {
+    *checked = false;
+    return Alert(request);
+}
+
+std::vector<std::string> LPlatform::BrowseOpenFiles(const std::string&, const std::string&,
+                                                    const std::vector<LFileFilter>&) {
+    return {};
+}
+
+std::string LPlatform::BrowseSaveFile(const std::string&, const std::string&, const std::string&,
+                                      const std::vector<LFileFilter>&, int*) {
+    return {};
+}
+
 void LPlatform::SetCurrent(LPlatform* platform) { gCurrentPlatform = platform; }
 
-int LAlert(const LAlertRequest& request) {
+namespace {
+
+LAlertRequest Normalised(const LAlertRequest& request) {
     LAlertRequest shown = request;
     if (shown.buttons.empty())
         shown.buttons.push_back("OK");
-    if (shown.defaultButton < 0 || shown.defaultButton >= static_cast<int>(shown.buttons.size()))
+    const int count = static_cast<int>(shown.buttons.size());
+    if (shown.defaultButton < 0 || shown.defaultButton >= count)
         shown.defaultButton = 0;
+    if (shown.unattendedButton >= count)
+        shown.unattendedButton = -1;
+    return shown;
+}
+
+int Unattended(const LAlertRequest& shown) {
+    std::fprintf(stderr, "%s: %s\n", shown.title.c_str(), shown.text.c_str());
+    return shown.unattendedButton >= 0 ? shown.unattendedButton : shown.defaultButton;
+}
+
+}  // namespace
+
+int LAlert(const LAlertRequest& request) {
+    const LAlertRequest shown = Normalised(request);
     if (LPlatform* platform = LPlatform::Current())
         return platform->Alert(shown);
-    std::fprintf(stderr, "%s: %s\n", shown.title.c_str(), shown.text.c_str());
-    return shown.defaultButton;
+    return Unattended(shown);
+}
+
+int LAlertWithCheckBox(const LAlertRequest& request, bool* checked) {
+    const LAlertRequest shown = Normalised(request);
+    *checked = false;
+    if (LPlatform* platform = LPlatform::Current())
+        return platform->AlertWithCheckBox(shown, checked);
+    return Unattended(shown);
 }
 
 int LAlert(const char* title, const char* text, std::initializer_list<const char*> buttons, int defaultButton) {

@@ -18,6 +18,19 @@ struct LAlertRequest {
     std::string text;
     std::vector<std::string> buttons;  // never empty when shown; "OK" if none given
     int defaultButton = 0;             // index into buttons
+    // The answer when nobody can answer (no display, a script or a batch
+    // run): -1 means the default button.
+    int unattendedButton = -1;
+    // A check box under the text ("Für alle wiederholen"); none when empty.
+    // Its answer comes back through LAlertWithCheckBox.
+    std::string checkBox;
+};
+
+// One line of a file dialog's format list: a name and its extensions, each
+// with its point (".wav").
+struct LFileFilter {
+    std::string name;
+    std::vector<std::string> extensions;
 };
 
 // A format's options window without its widgets: the settings keys of one
@@ -83,6 +96,18 @@ public:
     // --- User interface -----------------------------------------------------
     // Shows an alert and returns the index of the chosen button.
     virtual int Alert(const LAlertRequest& request) = 0;
+    // Like Alert; `checked` (never null) gets the check box's state, which
+    // starts unticked. The default shows the alert without the box.
+    virtual int AlertWithCheckBox(const LAlertRequest& request, bool* checked);
+    // A modal open dialog allowing several files; the chosen paths in the
+    // order given, empty when cancelled. The default cancels.
+    virtual std::vector<std::string> BrowseOpenFiles(const std::string& title, const std::string& folder,
+                                                     const std::vector<LFileFilter>& filters);
+    // A modal save dialog that asks before overwriting; the chosen path, or
+    // empty when cancelled. `filterIndex` goes in as the preselected filter and
+    // comes back as the chosen one. The default cancels.
+    virtual std::string BrowseSaveFile(const std::string& title, const std::string& folder, const std::string& name,
+                                       const std::vector<LFileFilter>& filters, int* filterIndex);
     // Shows an options window, modal; true when the user confirmed, with the
     // answers in the fields. Main thread only. A platform that can't ask
     // confirms what stands.
@@ -113,6 +138,8 @@ private:
 int LAlert(const LAlertRequest& request);
 int LAlert(const char* title, const char* text, std::initializer_list<const char*> buttons = {"OK"},
            int defaultButton = 0);
+// An alert with its check box; `checked` gets the box's state.
+int LAlertWithCheckBox(const LAlertRequest& request, bool* checked);
 // Posts to the current platform's main thread; false (closure dropped) when
 // there is no platform.
 bool LPostToMainThread(LPlatform::Closure closure);
