@@ -267,3 +267,15 @@ int flocktimed(int fd, int operation, int milliseconds) {
         pause = std::min(pause * 2, std::chrono::microseconds(10000));
     }
 }
+
+bool LFile::TestFileShareWriteBlocked(const std::string& path) {
+    LFile file;
+    if (!file.OpenRead(path.c_str())) return false;
+    struct flock probe {};
+    probe.l_type = F_RDLCK;  // conflicts only with a write lock
+    probe.l_whence = SEEK_SET;
+    if (::fcntl(file.Fd(), F_GETLK, &probe) == 0 && probe.l_type != F_UNLCK) return true;
+    if (::flock(file.Fd(), LOCK_SH | LOCK_NB) != 0) return errno == EWOULDBLOCK;
+    ::flock(file.Fd(), LOCK_UN);
+    return false;
+}

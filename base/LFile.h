@@ -67,6 +67,10 @@ public:
     // never a part.
     static bool ReplaceWholeFile(const std::string& path, std::string_view content);
 
+    // Whether another process holds a write lock on the file (flock
+    // exclusive, or a POSIX write lock on any part): a writer is at work on it.
+    static bool TestFileShareWriteBlocked(const std::string& path);
+
     // Creates a folder and any missing parents; existing folders are fine.
     // The mode applies to folders made here (before the umask, as mkdir(2)).
     static bool CreateFolder(const std::string& path, mode_t mode = 0777);

@@ -28,4 +28,12 @@ public:
     // The last edit couldn't be kept for lack of disk space in the working
     // folder: the view's low-space handling.
     virtual void kvcHintWorkingDirectoryLowDiskSpace(KVFileViewInterface& view) = 0;
+
+    // The save flows' calls. Stops playback before a save; false when the
+    // user refused. A controller without a player has nothing to stop.
+    virtual bool kvcStopPlay(bool /*askUser*/) { return true; }
+    // A document was saved to `path`.
+    virtual void kvcAddToRecentFileList(const char* /*path*/) {}
+    // Saves the open project as `path`; false when that isn't possible.
+    virtual bool kvcSaveProject(const char* /*path*/) { return false; }
 };

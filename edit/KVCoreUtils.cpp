@@ -44,6 +44,8 @@ bool AutoPlaybackAfterEffects() {
 
 void KVCoreUtils::SetFreeSpaceFunctionForTesting(FreeSpaceFunction function) { FreeSpaceHook() = std::move(function); }
 
+int64_t KVCoreUtils::GetFreeBytes(const std::string& folder) { return FreeBytes(folder); }
+
 std::string KVCoreUtils::GetWorkingFolder() { return LSoundCache::Instance().GetCacheFolder(); }
 
 void KVCoreUtils::NotifyDirtyState(KVFileViewInterface& view) {

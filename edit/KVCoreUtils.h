@@ -9,6 +9,9 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
+
+struct LFileFilter;
 
 class KVCoreUtils {
 public:
@@ -47,6 +50,29 @@ public:
     // Whether an edit may start: the view exists, isn't closing, has a
     // document, and the working folder has room (alert otherwise).
     static bool IsValidWindowToModify(KVFileViewInterface* view);
+
+    // --- Saving ---------------------------------------------------------------
+    // Saves the document where it came from (SaveAs), or asks where when it
+    // has no folder yet (CmSaveAs); the recent list hears of a success.
+    static bool CmSave(KVFileViewInterface* view, bool prompt);
+    // Asks for a place and a format (starting in `folder`, or the last one
+    // used, or the Music folder), then saves there.
+    static bool CmSaveAs(KVFileViewInterface* view, const char* folder);
+    // Saves the document as `path`, in the format its extension names,
+    // through a save transaction: the old file stays whole until the new one
+    // is complete. Every refusal says why; the document stays as it was,
+    // still marked changed. `prompt` lets the format's options window open.
+    static bool SaveAs(KVFileViewInterface* view, bool prompt, const char* path);
+    // Asked before a changed document closes. With `several` documents open
+    // the question offers to repeat the answer for all, which sets yesToAll
+    // or noToAll. False when the document must stay open: the user cancelled
+    // (`cancelled` set) or its save failed.
+    static bool SaveChanges(KVFileViewInterface& view, bool several, int& yesToAll, int& noToAll, bool& cancelled);
+    // The save formats as the save dialog lists them.
+    static std::vector<LFileFilter> SaveFilters();
+
+    // Free bytes of a folder's volume (tests replace the measure below).
+    static int64_t GetFreeBytes(const std::string& folder);
 
     // The folder whose space the edits check: the sound cache's folder, which
     // the controller points at the working folder.

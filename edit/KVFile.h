@@ -21,6 +21,7 @@
 // reference count lets background jobs keep it alive (KVFileRef).
 #include "edit/KVFileUndo.h"
 #include "edit/LMP3LosslessContext.h"
+#include "formats/tags/LFileTagDataAudio.h"
 #include "sdf/LSDFUnknownChunk.h"
 
 #include <array>
@@ -104,6 +105,9 @@ public:
     std::vector<KVRegion>& LiveRegions() { return *liveRegions_; }
 
     LMP3LosslessContextRoot& MP3LosslessRoot() { return losslessRoot_; }
+
+    // The tags read from the document's file, written back when it is saved.
+    LFileTagDataAudio tags;
 
     // Chunks of a project file that this version didn't understand, kept for
     // writing back: those of the document's container and those of its view.

@@ -287,6 +287,11 @@ bool LGenSinkCheckSettings(std::string_view extension, const std::string& /*path
     return AskOptions(*f, rate, channels);
 }
 
+bool LGenSinkIsAvailable(std::string_view extension) {
+    const LGenSinkFormat* f = LGenSinkFindFormat(extension);
+    return f && std::string_view(f->extension) == ".wav";
+}
+
 LSoundSink LGenSinkOpenSink(const LGenSinkRequest& request) {
     const LGenSinkFormat* f = LGenSinkFindFormat(LGenSinkExtensionOf(request.target));
     if (!f || f->playlist) return SinkError();

@@ -84,6 +84,10 @@ struct LGenSinkRequest {
     const LFileTagDataAudio* tags = nullptr;
 };
 
+// Whether this build has a writer for the extension (".wav" now; each
+// format's writer adds itself with its format).
+bool LGenSinkIsAvailable(std::string_view extension);
+
 // Opens the sink for the extension of `request.target` (the written path may
 // be a temporary name). An LSoundSinkError when the extension is unknown,
 // a playlist, or its writer is missing from this build.
