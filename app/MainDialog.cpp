@@ -1,14 +1,19 @@
 #include "app/MainDialog.h"
 
 #include "app/LKVSettings.h"
+#include "app/LRecentFileList.h"
 #include "base/LFile.h"
 #include "base/LFileLock.h"
+#include "base/LProcessDialog.h"
 #include "base/LSettings.h"
+#include "edit/KVCoreUtils.h"
+#include "edit/LKVLoadFile.h"
 #include "edit/LSoundCache.h"
 #include "edit/LSoundCacheCleanup.h"
 
 #include <strings.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,6 +47,37 @@ std::string MakeAbsolute(const char* path) {
     if (!getcwd(folder, sizeof(folder)))
         return Cut(path);
     return Cut((std::string(folder) + "/" + path).c_str());
+}
+
+// Room a loaded document wants in the working folder beyond its own frames.
+constexpr int64_t kLoadSpareBytes = 104857600;
+
+std::string Printf(const char* format, const std::string& text) {
+    const int size = std::snprintf(nullptr, 0, format, text.c_str());
+    std::string out(static_cast<size_t>(std::max(size, 0)), '\0');
+    std::snprintf(out.data(), out.size() + 1, format, text.c_str());
+    return out;
+}
+
+bool FileExists(const char* path) {
+    struct stat st;
+    return ::stat(path, &st) == 0;
+}
+
+// Why a file couldn't be loaded, by its extension.
+std::string LoadFailureText(const std::string& path) {
+    const char* extension = ExtensionOf(path.c_str());
+    if (strcasecmp(extension, ".dvf") == 0 || strcasecmp(extension, ".msv") == 0) {
+        return Printf("Die Datei \"%s\" kann nicht geöffnet werden. Möglicherweise haben Sie das Sony Plug-in nicht "
+                      "installiert oder Ihr Rekorder wird nicht unterstützt.",
+                      path);
+    }
+    if (strcasecmp(extension, ".cda") == 0) {
+        return Printf("Kelvane konnte Datei \"%s\" nicht zur Bearbeitung öffnen. Zum Öffnen von CDA-Dateien "
+                      "verwenden Sie im Dateimenü bitte die Option \"Audio-CD-Titel laden\".",
+                      path);
+    }
+    return Printf("Kelvane konnte Datei \"%s\" nicht zur Bearbeitung öffnen.", path);
 }
 
 const char* kTitleNoInputFolder = "Keinen Eingabeordnernamen bereitgestellt";
@@ -232,17 +268,145 @@ void MainDialog::RecoveryPrompt() {}
 
 bool MainDialog::SaveFormatPromptWanted() { return !LUserSettingGetBool("Settings", "SuppressSaveFormatPrompt", false); }
 
-bool MainDialog::CmSave(bool /*prompt*/) { return ReportUnavailable("Saving"); }
-bool MainDialog::HasCurrentDocument() { return false; }
-bool MainDialog::SaveAs(const char* path) { return ReportUnavailable("Saving", path); }
+bool MainDialog::CmSave(bool prompt) {
+    KVFileGUI* view = GetCurrentFileGUI();
+    if (view == nullptr) return false;
+    if (KVCoreUtils::CmSave(view, prompt)) return true;
+    NoteFailure();
+    return false;
+}
+
+bool MainDialog::HasCurrentDocument() { return GetCurrentFileGUI() != nullptr && GetCurrentFileGUI()->GetFile(); }
+
+bool MainDialog::SaveAs(const char* path) {
+    KVFileGUI* view = GetCurrentFileGUI();
+    if (view == nullptr) return false;
+    if (KVCoreUtils::SaveAs(view, SaveFormatPromptWanted(), MakeAbsolute(path).c_str())) {
+        kvcAddToRecentFileList(view->GetFile()->GetPath().c_str());
+        return true;
+    }
+    NoteFailure();
+    return false;
+}
 bool MainDialog::CmPlay(int64_t, bool) { return ReportUnavailable("Playback"); }
 bool MainDialog::CmRecord(int) { return ReportUnavailable("Recording"); }
 // Nothing can play or record yet, so there is nothing to stop and nothing failed.
 bool MainDialog::Stop(bool) { return true; }
 bool MainDialog::CmStart() { return ReportUnavailable("Moving the play position"); }
 bool MainDialog::CmBatchConverter() { return ReportUnavailable("Batch processing"); }
-bool MainDialog::CheckMaxFiles() { return true; }
-bool MainDialog::LoadFile(const char* path, bool, bool) { return ReportUnavailable("Opening audio files", path); }
+bool MainDialog::CheckMaxFiles() {
+    if (KVWindowManager::CheckMaxFiles()) return true;
+    NoteFailure();
+    return false;
+}
+
+bool MainDialog::LoadFile(const char* pathText, bool addToRecent, bool quiet) {
+    if (!FileExists(pathText)) {
+        NoteFailure();
+        Alert("Datei nicht gefunden.", Printf("Datei nicht gefunden: \"%s\".", pathText).c_str(), {"OK"});
+        return false;
+    }
+    // Documents keep absolute paths: the working folder of a later hand-over
+    // may be another.
+    const std::string path = MakeAbsolute(pathText);
+    if (HasExtension(path.c_str(), ".cda")) {
+        NoteFailure();
+        Alert("Fehler beim Laden der Datei",
+              "Zum Öffnen von CDA-Dateien verwenden Sie im Dateimenü bitte die Option \"Audio-CD-Titel laden\".",
+              {"OK"});
+        return false;
+    }
+    if (KVFileGUI* open = FindFileWindow(path)) {
+        SetCurrentFileWindow(*open);
+        return true;
+    }
+    if (!AddFileToList(path.c_str(), addToRecent, quiet)) return false;
+    if (addToRecent) LRecentFileList::RecentFileListAdd(path.c_str());
+    return true;
+}
+
+bool MainDialog::AddFileToList(const char* path, bool /*addToRecent*/, bool quiet) {
+    if (HasExtension(path, ".audiocutlistlink")) {
+        NoteFailure();
+        Alert("Nicht kompatible Trackloom Version",
+              "Es tut uns leid, aber Kelvane kann Clips von Trackloom nicht direkt bearbeiten. Um Ihren Trackloom Clip "
+              "in Kelvane zu bearbeiten, speichern Sie diesen als WAV-Datei, bearbeiten und speichern ihn in Kelvane "
+              "und laden den Clip dann erneut in Trackloom. Alternativ können Sie auf die neueste Version von "
+              "Trackloom aktualisieren, um diesen Ablauf zu beschleunigen.",
+              {"OK"});
+        return false;
+    }
+    // The document lives on the heap: views and jobs share it by reference.
+    KVFileRef file(new KVFile(path, LCutListAudio()));
+    LKVLoadFile job;
+    job.path = path;
+    job.cutList = &file->cutList;
+    job.bGuiSettingsDialog = !quiet;
+    LProcessDialog<LKVLoadFile> dialog("Laden der Ursprungsaudiodatei", job);
+    const LProcessResult result = dialog.Open();
+    CheckWorkingFolderSpace(*file);
+    if (result != LProcessOK) {
+        if (result != LProcessStopped) {
+            NoteFailure();
+            Alert("Fehler beim Laden der Datei", LoadFailureText(path).c_str(), {"OK"});
+        }
+        return false;
+    }
+    file->tags.ReadTags(path);
+    // Freshly loaded: nothing to save, nothing changed.
+    file->SetFileClean();
+    file->modified = false;
+    ShowDocument(std::move(file));
+    FileApply(false);
+    if (LUserSettingGetBool("Settings", "PlayWhenOpen", false)) CmPlay(-1, false);
+    return true;
+}
+
+void MainDialog::ShowDocument(KVFileRef file) {
+    KVFileGUI* current = GetCurrentFileGUI();
+    if (current && current->IsEmptyDocument()) {
+        current->SetFile(std::move(file));
+        return;
+    }
+    KVTabbedFileWindow* window = GetCurrentTabbedWindow();
+    AddFileWindow(window ? *window : AddEmptyTabbedWindow(), std::move(file), *this);
+}
+
+void MainDialog::CheckWorkingFolderSpace(const KVFile& file) {
+    std::string folder = KVCoreUtils::GetWorkingFolder();
+    struct stat st;
+    if (folder.empty() || ::stat(folder.c_str(), &st) != 0) folder = "/";
+    int64_t needed = kLoadSpareBytes;
+    for (const LCutListSegment& segment : file.cutList.Segments()) needed += segment.length * 4 * file.cutList.GetChannels();
+    if (KVCoreUtils::GetFreeBytes(folder) < needed) EvLowDiskSpace();
+}
+
+bool MainDialog::CmCloseAll() {
+    int yesToAll = 0, noToAll = 0;
+    bool cancelled = false;
+    for (KVFileGUI* view : FileWindows()) {
+        if (!CmCloseFileWindow(*view, yesToAll, noToAll, cancelled)) return false;
+    }
+    return true;
+}
+
+bool MainDialog::CmCloseFileWindow(KVFileGUI& view, int& yesToAll, int& noToAll, bool& cancelled) {
+    if (!KVCoreUtils::SaveChanges(view, GetFileCount() > 1, yesToAll, noToAll, cancelled)) return false;
+    view.SetClosing(true);
+    RemoveFileWindow(view);
+    FileApply(false);
+    return true;
+}
+
+// The views and controls that show documents come with the window; without
+// one there is nothing to refresh.
+void MainDialog::FileApply(bool /*applyToFile*/) {}
+
+void MainDialog::kvcSendFileMessage(KVFileViewInterface& /*view*/, int /*message*/) {}
+
+void MainDialog::kvcHintWorkingDirectoryLowDiskSpace(KVFileViewInterface& /*view*/) { EvLowDiskSpace(); }
+
+void MainDialog::kvcAddToRecentFileList(const char* path) { LRecentFileList::RecentFileListAdd(path); }
 bool MainDialog::LoadProject(const char* path) { return ReportUnavailable("Opening projects", path); }
 
 void MainDialog::EvLoadFile(const char* path) {

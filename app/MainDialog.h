@@ -6,13 +6,15 @@
 // The operations that arguments lead to are virtual: features that this
 // build lacks say so through the alert service and count as failed, and the
 // tests replace them with recorders.
+#include "app/KVWindowManager.h"
 #include "app/LMainWindow.h"
+#include "edit/KVControllerInterface.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-class MainDialog : public LMainWindow {
+class MainDialog : public LMainWindow, public KVWindowManager, public KVControllerInterface {
 public:
     // Forced record setting that "-record" asks for.
     static constexpr int kForcedRecordFromCommandLine = 3;
@@ -55,13 +57,38 @@ public:
     virtual bool Stop(bool askUser);
     virtual bool CmStart();
     virtual bool CmBatchConverter();
-    virtual bool CheckMaxFiles();
+    bool CheckMaxFiles() override;
+    // Opens a file as a document (or brings it forward when it is open
+    // already); says why when it can't. Main thread.
     virtual bool LoadFile(const char* path, bool addToRecent, bool quiet);
+    // The load itself: a new document, the load job, and a window for it.
+    virtual bool AddFileToList(const char* path, bool addToRecent, bool quiet);
     virtual bool LoadProject(const char* path);
     void EvLoadFile(const char* path) override;
 
+    // Saves and closes every document, asking about unsaved changes; false
+    // when the user cancelled (everything stays open).
+    bool CmCancel() override { return CmCloseAll(); }
+    bool CmCloseAll();
+    // Closes one document view, asking first when it has unsaved changes.
+    bool CmCloseFileWindow(KVFileGUI& view, int& yesToAll, int& noToAll, bool& cancelled);
+    // The refresh after any change of documents (views, controls).
+    virtual void FileApply(bool applyToFile);
+
+    // --- KVControllerInterface ---------------------------------------------------
+    void kvcSendFileMessage(KVFileViewInterface& view, int message) override;
+    void kvcFileApply(bool changed) override { FileApply(changed); }
+    void kvcUpdateUndoMenuItem() override {}
+    void kvcEnableEditEffectsOptions() override {}
+    void kvcStartPlay() override { CmPlay(-1, false); }
+    void kvcHintWorkingDirectoryLowDiskSpace(KVFileViewInterface& view) override;
+    bool kvcStopPlay(bool askUser) override { return Stop(askUser); }
+    void kvcAddToRecentFileList(const char* path) override;
+
 protected:
     void DestroyDialog() override;
+    // The working folder has less room than the documents need (message 109).
+    virtual void EvLowDiskSpace() {}
     // Counts a failed operation (the exit status reports it).
     void NoteFailure() { ++failedOperations_; }
     // Tells the user that a feature is missing from this build; counts as failed.
@@ -74,6 +101,10 @@ private:
     bool RunListFile(const char* path);
     void RunBatchArguments(const char* const* argv, int first, int argc);
     void OpenArgumentFile(const char* path);
+    // Puts a loaded document into the current empty view, or a new one.
+    void ShowDocument(KVFileRef file);
+    // Message 109 when the working folder can't take the document and more.
+    void CheckWorkingFolderSpace(const KVFile& file);
     bool TakeBatchOperand(const char* const* argv, int* index, int argc, std::string* out,
                           const char* title, const char* text);
 

@@ -216,9 +216,9 @@ TEST(MainDialogArguments, MissingFeaturesAreReportedAndFailTheRun) {
     d.EvRunArguments(argv, 5);
     EXPECT_TRUE(d.alerts.empty());
     EXPECT_EQ(d.ExitStatus(), 0);
-    const char* failing[] = {"k", "a.wav", "-play"};
+    const char* failing[] = {"k", "a.kvp", "-play"};
     d.EvRunArguments(failing, 3);
-    EXPECT_THAT(d.alerts, ElementsAre("Kelvane: Opening audio files is not available in this build: a.wav",
+    EXPECT_THAT(d.alerts, ElementsAre("Kelvane: Opening projects is not available in this build: a.kvp",
                                       "Kelvane: Playback is not available in this build"));
     EXPECT_EQ(d.ExitStatus(), 1);
 }

@@ -10,7 +10,6 @@
 #include "edit/KVFile.h"
 #include "edit/LKVSaveToSink.h"
 #include "formats/LGenSink.h"
-#include "formats/wave/LWavTagWriter.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -106,15 +105,9 @@ int ChannelsToWrite(const KVFile& file, const std::string& extension) {
     return maximum;
 }
 
-// Wave keeps tags in its own chunks; other formats write theirs with their sinks.
-bool WriteTags(const std::string& extension, const std::string& path, const LFileTagDataAudio& tags) {
-    if (extension != ".wav" || tags.Empty()) return true;
-    return LWavTagWriter().Write(path, tags);
-}
-
 // Runs the save job into a transaction and commits it. False leaves the
 // target as it was.
-bool WriteThroughTransaction(KVFile& file, const std::string& path, const std::string& extension, int channels) {
+bool WriteThroughTransaction(KVFile& file, const std::string& path, int channels) {
     LSaveTransaction transaction(path);
     if (!transaction.IsOpen()) {
         LAlert("Kelvane", Printf(kCannotCreate, path).c_str());
@@ -128,7 +121,8 @@ bool WriteThroughTransaction(KVFile& file, const std::string& path, const std::s
     job.tags = &file.tags;
     LProcessDialog<LKVSaveToSink> dialog("Speichern...", job);
     if (dialog.Open() != LProcessOK) return false;
-    if (!WriteTags(extension, transaction.WritePath(), file.tags) || !transaction.Commit()) {
+    // The written file has the target's extension, so the tags go by its format.
+    if (!file.tags.SaveTags(transaction.WritePath()) || !transaction.Commit()) {
         LAlert("Kelvane", Printf(kCannotCreate, path).c_str());
         return false;
     }
@@ -230,7 +224,7 @@ bool KVCoreUtils::SaveAs(KVFileViewInterface* view, bool prompt, const char* pat
     }
     const int channels = ChannelsToWrite(file, extension);
     if (channels == 0) return false;
-    if (!WriteThroughTransaction(file, path, extension, channels)) return false;
+    if (!WriteThroughTransaction(file, path, channels)) return false;
 
     file.SetPath(path.c_str());
     file.SetFileClean();

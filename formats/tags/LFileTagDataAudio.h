@@ -34,6 +34,14 @@ public:
 
     bool operator==(const LFileTagDataAudio& other) const = default;
 
+    // Reads the tags of the file at `path` by its format (Wave: its INFO,
+    // bext, cart and DISP chunks), replacing what the table held. False when
+    // the format keeps no tags we read, or the file couldn't be read.
+    bool ReadTags(const std::string& path);
+    // Writes the table into the file at `path` by its format, in place.
+    // True when there was nothing to write or the format keeps no tags.
+    bool SaveTags(const std::string& path) const;
+
 private:
     Table table_;
 };
