@@ -7,9 +7,11 @@
 #include "base/LProcessDialog.h"
 #include "base/LSettings.h"
 #include "edit/KVCoreUtils.h"
+#include "edit/LAudFileSource.h"
 #include "edit/LKVLoadFile.h"
 #include "edit/LSoundCache.h"
 #include "edit/LSoundCacheCleanup.h"
+#include "formats/LGenSourceOpen.h"
 
 #include <strings.h>
 #include <sys/file.h>
@@ -106,6 +108,10 @@ MainDialog::MainDialog() {
         if (workingFolder_ != LFile::GetUserDataFolderApp()) LSoundCache::Instance().SetCacheFolder(workingFolder_);
     }
     SetSetting("Settings", "RegionsWarnUserWhenClosing", "1");
+    // Cache files open by path through the opener like any sound file.
+    LGenSourceRegisterReader(".aud", [](const std::string& path, LGenSourceOpenInterfaceProcess&) {
+        return LAudFileSource::Open(path);
+    });
 }
 MainDialog::~MainDialog() = default;
 
