@@ -251,3 +251,51 @@ TEST(LDebugSignalHandler, AlertTextNamesTheSignal) {
 }
 
 }  // namespace
+
+namespace {
+
+// sox's 16-bit view of a sound file.
+std::string Sox16(const std::string& path) {
+    std::string out;
+    EXPECT_EQ(kvtest::RunCommand("sox " + kvtest::ShellQuote(path) + " -t s16 - | od -An -v -tx1", &out), 0);
+    return out;
+}
+
+TEST(KVApplicationProcess, FlacOpensAndSavesAsWaveWithTheSamplesSoxReads) {
+    KV_REQUIRE_TOOL("sox");
+    KV_REQUIRE_TOOL("flac");
+    kvtest::IsolatedHome home;
+    const std::string wave = home.Path() + "/in.wav";
+    const std::string flac = home.Path() + "/in.flac";
+    const std::string out = home.Path() + "/out.wav";
+    ASSERT_EQ(kvtest::RunCommand("sox -R -n -r 44100 -c 2 -b 16 " + wave + " synth 1 sine 440 gain -3"), 0);
+    ASSERT_EQ(kvtest::RunCommand("flac -s -f " + wave + " -o " + flac), 0);
+    EXPECT_EQ(RunKelvane({flac, "-saveas", out, "-exit"}, home.Path() + "/log.txt"), 0)
+        << ReadText(home.Path() + "/log.txt");
+    EXPECT_EQ(Sox16(out), Sox16(flac));
+    // Nothing stays in the temporary folder.
+    EXPECT_EQ(ReadText(home.Path() + "/.cache/kelvane/Temp1.wav"), "");
+    EXPECT_FALSE(fs::exists(home.Path() + "/.cache/kelvane/Temp1.lck"));
+
+    // Saving over its own file, in a second run.
+    EXPECT_EQ(RunKelvane({out, "-save", "-exit"}, home.Path() + "/log2.txt"), 0)
+        << ReadText(home.Path() + "/log2.txt");
+    EXPECT_EQ(Sox16(out), Sox16(flac));
+}
+
+TEST(KVApplicationProcess, AFileThatWontOpenSaysWhyTwiceAndFailsTheRun) {
+    kvtest::IsolatedHome home;
+    const std::string bad = home.Path() + "/broken.wav";
+    kvtest::WriteFileBytes(bad, {'R', 'I', 'F', 'F', 4, 0, 0, 0, 'W', 'A', 'V', 'E'});
+    const std::string log = home.Path() + "/log.txt";
+    EXPECT_EQ(RunKelvane({bad, "-exit"}, log), 1);
+    const std::string text = ReadText(log);
+    EXPECT_NE(text.find("Die Datei \"" + bad + "\" kann nicht geöffnet werden, da sie beschädigt ist."),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("Kelvane konnte Datei \"" + bad + "\" nicht zur Bearbeitung öffnen."), std::string::npos);
+    EXPECT_EQ(RunKelvane({home.Path() + "/missing.wav", "-exit"}, log), 1);
+    EXPECT_NE(ReadText(log).find("Datei nicht gefunden"), std::string::npos);
+}
+
+}  // namespace

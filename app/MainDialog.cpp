@@ -326,6 +326,8 @@ bool MainDialog::LoadFile(const char* pathText, bool addToRecent, bool quiet) {
         SetCurrentFileWindow(*open);
         return true;
     }
+    // Every road to a new document passes here: the limit holds for all.
+    if (!CheckMaxFiles()) return false;
     if (!AddFileToList(path.c_str(), addToRecent, quiet)) return false;
     if (addToRecent) LRecentFileList::RecentFileListAdd(path.c_str());
     return true;
