@@ -13,6 +13,7 @@
 #include "edit/LSoundCacheCleanup.h"
 #include "formats/LGenSourceOpen.h"
 
+#include <dirent.h>
 #include <strings.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -59,6 +60,11 @@ std::string Printf(const char* format, const std::string& text) {
     std::string out(static_cast<size_t>(std::max(size, 0)), '\0');
     std::snprintf(out.data(), out.size() + 1, format, text.c_str());
     return out;
+}
+
+std::string FolderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
 }
 
 bool FileExists(const char* path) {
@@ -368,6 +374,80 @@ bool MainDialog::AddFileToList(const char* path, bool /*addToRecent*/, bool quie
     FileApply(false);
     if (LUserSettingGetBool("Settings", "PlayWhenOpen", false)) CmPlay(-1, false);
     return true;
+}
+
+std::vector<LFileFilter> MainDialog::OpenFilters() {
+    LFileFilter all{"Alle Audiodateien", {}};
+    for (const std::string& extension : LGenSourceOpenExtensions()) {
+        if (std::find(all.extensions.begin(), all.extensions.end(), extension) == all.extensions.end())
+            all.extensions.push_back(extension);
+    }
+    return {all, {"Kelvane-Projekt", {".kvp"}}};
+}
+
+bool MainDialog::CmOpenFile(const char* folder) {
+    if (!Stop(true)) return false;
+    std::string start = folder && *folder ? folder : LUserSettingGetString("Settings", "OpenFileDir", "");
+    if (start.empty()) start = LFile::GetMusicFolder();
+    LPlatform* platform = LPlatform::Current();
+    const std::vector<std::string> chosen =
+        platform ? platform->BrowseOpenFiles("Audiodatei öffnen", start, OpenFilters()) : std::vector<std::string>{};
+    if (chosen.empty()) return false;
+    bool loaded = false;
+    for (const std::string& path : chosen) {
+        if (HasExtension(path.c_str(), ".kvp")) {
+            LUserSettingSetString("Settings", "OpenProjectDir", FolderOf(path).c_str());
+            loaded = LoadProject(path.c_str()) || loaded;
+            continue;
+        }
+        LUserSettingSetString("Settings", "OpenFileDir", FolderOf(path).c_str());
+        if (!CheckMaxFiles()) break;
+        loaded = LoadFile(path.c_str(), true, false) || loaded;
+    }
+    FileApply(false);
+    return loaded;
+}
+
+void MainDialog::EvDropFiles(const std::vector<std::string>& paths) {
+    Stop(false);
+    for (const std::string& path : paths) {
+        if (!CheckMaxFiles()) break;
+        struct stat st;
+        if (::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+            LoadFolderRecursively(path.c_str());
+        } else if (HasExtension(path.c_str(), ".kvp")) {
+            LoadProject(path.c_str());
+        } else {
+            LoadFile(path.c_str(), true, false);
+        }
+    }
+    FileApply(false);
+}
+
+void MainDialog::LoadFolderRecursively(const char* folder) {
+    DIR* dir = ::opendir(folder);
+    if (dir == nullptr) return;
+    std::vector<std::string> entries;
+    while (dirent* entry = ::readdir(dir)) {
+        if (entry->d_name[0] == '.' || std::strcmp(entry->d_name, "__MACOSX") == 0) continue;
+        entries.push_back(std::string(folder) + "/" + entry->d_name);
+    }
+    ::closedir(dir);
+    std::sort(entries.begin(), entries.end());  // a stable order, whatever the file system's
+    for (const std::string& path : entries) {
+        if (!CheckMaxFiles()) return;
+        struct stat st;
+        if (::stat(path.c_str(), &st) != 0) continue;
+        if (S_ISDIR(st.st_mode)) {
+            LoadFolderRecursively(path.c_str());
+        } else {
+            LoadFile(path.c_str(), true, false);
+        }
+    }
+}
+
+void MainDialog::EvRecentFileOpen(const char* path) {
+    if (CheckMaxFiles()) EvLoadFile(path);
 }
 
 void MainDialog::ShowDocument(KVFileRef file) {

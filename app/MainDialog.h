@@ -8,6 +8,7 @@
 // tests replace them with recorders.
 #include "app/KVWindowManager.h"
 #include "app/LMainWindow.h"
+#include "base/LPlatform.h"
 #include "edit/KVControllerInterface.h"
 
 #include <cstdint>
@@ -63,6 +64,16 @@ public:
     virtual bool LoadFile(const char* path, bool addToRecent, bool quiet);
     // The load itself: a new document, the load job, and a window for it.
     virtual bool AddFileToList(const char* path, bool addToRecent, bool quiet);
+    // The Open command: a multiple-choice open dialog starting in `folder`
+    // (or the last folder, or Music), then each chosen file in order.
+    bool CmOpenFile(const char* folder);
+    // Files and folders dropped on the window, in order.
+    void EvDropFiles(const std::vector<std::string>& paths);
+    // Every file below `folder`, leaving out hidden entries and "__MACOSX".
+    void LoadFolderRecursively(const char* folder);
+    void EvRecentFileOpen(const char* path);
+    // The sound formats as the open dialog lists them.
+    static std::vector<LFileFilter> OpenFilters();
     virtual bool LoadProject(const char* path);
     void EvLoadFile(const char* path) override;
 

@@ -5,6 +5,7 @@
 #include "app/MainDialog.h"
 #include "base/LFile.h"
 #include "base/LHeadlessPlatform.h"
+#include "base/LSettings.h"
 #include "base/testing/TestSupport.h"
 #include "edit/LSoundCache.h"
 
@@ -175,6 +176,31 @@ TEST_F(DocumentsTest, ClosingAChangedDocumentAsksAndCancelKeepsEverythingOpen) {
     // Unattended: not saved, closed.
     EXPECT_TRUE(d.CmCloseAll());
     EXPECT_EQ(d.GetFileCount(), 0);
+}
+
+TEST_F(DocumentsTest, OpenDialogLoadsEachChosenFileAndRemembersTheFolder) {
+    DocumentsDialog d;
+    EXPECT_FALSE(d.CmOpenFile(nullptr));  // cancelled
+    platform_.ScriptOpenAnswer({Wave("x.wav"), Wave("y.wav")});
+    ASSERT_TRUE(d.CmOpenFile(nullptr));
+    EXPECT_EQ(d.GetFileCount(), 2);
+    EXPECT_EQ(d.GetCurrentFileGUI()->GetFile()->GetPath(), dir_.File("y.wav"));
+    EXPECT_EQ(LUserSettingGetString("Settings", "OpenFileDir"), dir_.Path());
+}
+
+TEST_F(DocumentsTest, DroppedFoldersLoadWhatIsVisibleInThem) {
+    DocumentsDialog d;
+    const std::string folder = dir_.File("drop");
+    for (const char* sub : {"drop", "drop/inner", "drop/__MACOSX", "drop/.hidden"}) mkdir(dir_.File(sub).c_str(), 0777);
+    Wave("drop/a.wav");
+    Wave("drop/inner/b.wav");
+    Wave("drop/__MACOSX/c.wav");
+    Wave("drop/.hidden/d.wav");
+    Wave("drop/.e.wav");
+    d.EvDropFiles({folder, Wave("f.wav")});
+    std::vector<std::string> names;
+    for (KVFileGUI* view : d.FileWindows()) names.push_back(view->GetFile()->GetFileName());
+    EXPECT_EQ(names, (std::vector<std::string>{"a.wav", "b.wav", "f.wav"}));
 }
 
 }  // namespace
