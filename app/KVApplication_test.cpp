@@ -4,6 +4,7 @@
 #include "app/KVApplication.h"
 #include "app/LDebugSignalHandler.h"
 #include "app/LNamedPipeRef.h"
+#include "formats/wave/LWaveFileFormat.h"
 
 #include "base/testing/TestSupport.h"
 
@@ -18,6 +19,9 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+
+#include <pwd.h>
+#include <unistd.h>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -296,6 +300,52 @@ TEST(KVApplicationProcess, AFileThatWontOpenSaysWhyTwiceAndFailsTheRun) {
     EXPECT_NE(text.find("Kelvane konnte Datei \"" + bad + "\" nicht zur Bearbeitung öffnen."), std::string::npos);
     EXPECT_EQ(RunKelvane({home.Path() + "/missing.wav", "-exit"}, log), 1);
     EXPECT_NE(ReadText(log).find("Datei nicht gefunden"), std::string::npos);
+}
+
+}  // namespace
+
+namespace {
+
+// A service or cron job sets neither LOGNAME nor USER: the run lock still
+// names the user, from the password database.
+TEST(KVApplicationProcess, RunLockNamesTheUserWithoutLognameOrUser) {
+    kvtest::IsolatedHome home;
+    const passwd* entry = getpwuid(getuid());
+    ASSERT_NE(entry, nullptr);
+    kvtest::ScopedEnv logname("LOGNAME", "");
+    kvtest::ScopedEnv user("USER", "");
+    Process first({}, home.Path() + "/first.txt");
+    ASSERT_TRUE(WaitUntilListening(SocketPath(home.Path())));
+    const std::string lock = home.Path() + "/.cache/kelvane/_kelvane_rl_" + entry->pw_name;
+    EXPECT_TRUE(fs::exists(lock));
+    EXPECT_FALSE(fs::exists(home.Path() + "/.cache/kelvane/_kelvane_rl_"));
+    ASSERT_EQ(RunKelvane({"-exit"}, home.Path() + "/second.txt"), 0);
+    EXPECT_EQ(first.Wait(), 0);
+    EXPECT_FALSE(fs::exists(lock));
+}
+
+}  // namespace
+
+namespace {
+
+// Mu-law as every other tool writes it: a file made by sox opens, and saved
+// again as mu-law it keeps every code, so sox reads the same samples back.
+TEST(KVApplicationProcess, MuLawFilesKeepEveryCodeThroughOpenAndSave) {
+    KV_REQUIRE_TOOL("sox");
+    kvtest::IsolatedHome home;
+    const std::string in = home.Path() + "/in.wav";
+    const std::string out = home.Path() + "/out.wav";
+    ASSERT_EQ(kvtest::RunCommand("sox -R -n -r 8000 -c 1 -e u-law " + in + " synth 1 whitenoise gain -1"), 0);
+    fs::create_directories(home.Path() + "/.local/share/kelvane");
+    LWaveFileFormat muLaw = LWaveFileFormat::PCM(8000, 1, 8);
+    muLaw.formatTag = LWaveFileFormat::kTagMuLaw;
+    ASSERT_TRUE(muLaw.SaveToWavCodecFile(home.Path() + "/.local/share/kelvane/WavCodec.wff"));
+    EXPECT_EQ(RunKelvane({in, "-saveas", out, "-exit"}, home.Path() + "/log.txt"), 0)
+        << ReadText(home.Path() + "/log.txt");
+    std::string format;
+    kvtest::RunCommand("soxi -e " + out, &format);
+    EXPECT_EQ(format, "u-law\n");
+    EXPECT_EQ(Sox16(out), Sox16(in));
 }
 
 }  // namespace

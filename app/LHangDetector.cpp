@@ -1,23 +1,45 @@
 #include "app/LHangDetector.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 LHangDetector& LHangDetector::Instance() {
     static LHangDetector instance;
     return instance;
 }
 
+namespace {
+
+// The login name: LOGNAME, then USER, then (for services and cron jobs,
+// which set neither) the password database; the numeric id as a last resort,
+// so that the name is never empty.
+std::string UserName() {
+    for (const char* variable : {"LOGNAME", "USER"}) {
+        const char* value = std::getenv(variable);
+        if (value && *value) return value;
+    }
+    passwd entry{};
+    passwd* found = nullptr;
+    std::vector<char> buffer(16384);
+    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_name &&
+        *found->pw_name) {
+        return found->pw_name;
+    }
+    return std::to_string(::getuid());
+}
+
+}  // namespace
+
 std::string LHangDetector::MakePath(const std::string& tempFolder) {
-    const char* user = std::getenv("LOGNAME");
-    if (!user || !*user)
-        user = std::getenv("USER");
-    return tempFolder + "/_kelvane_rl_" + (user ? user : "");
+    return tempFolder + "/_kelvane_rl_" + UserName();
 }
 
 LHangDetector::Record LHangDetector::Now() {

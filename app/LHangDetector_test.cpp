@@ -3,6 +3,7 @@
 #include "base/testing/TestSupport.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -24,6 +25,14 @@ TEST(LHangDetector, PathNamesTheUser) {
     kvtest::ScopedEnv empty("LOGNAME", "");
     kvtest::ScopedEnv user("USER", "bob");
     EXPECT_EQ(LHangDetector::MakePath("/t"), "/t/_kelvane_rl_bob");
+}
+
+TEST(LHangDetector, WithoutLognameOrUserTheNameComesFromThePasswordDatabase) {
+    passwd* entry = getpwuid(getuid());
+    ASSERT_NE(entry, nullptr);
+    kvtest::ScopedEnv logname("LOGNAME", "");
+    kvtest::ScopedEnv user("USER", "");
+    EXPECT_EQ(LHangDetector::MakePath("/t"), std::string("/t/_kelvane_rl_") + entry->pw_name);
 }
 
 TEST(LHangDetector, CleanRunWritesSixteenBytesOfNowAndRemovesThem) {

@@ -3,7 +3,9 @@
 #include "stream/LSampleFormatPaths.h"
 #include "stream/LSampleFormatRules.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 
 using namespace kv_sample_rules;
@@ -11,10 +13,18 @@ using namespace kv_sample_rules;
 namespace {
 
 // ---------------------------------------------------------------------------
-// Tables of the companded codes (G.711 segments on a 516096 full scale).
+// Tables of the companded codes (G.711 segments on a 516096 full scale, that
+// is 16 units to a step of a 16-bit sample on a full scale of 32256).
 
-constexpr int kULawDecodeBase[8] = {0, 2112, 6336, 14784, 31680, 65408, 133056, 268224};
-constexpr int kULawEncodeBase[8] = {0, 1984, 6080, 14272, 30656, 63360, 128960, 260032};
+// Mu-law as ITU-T G.711 publishes it, so that files agree with every other
+// tool: segment s decodes to ((mantissa << 3) + 132) << s, less the bias 132,
+// in 16-bit steps; these bases are that bias part, 2112 * (2^s - 1).
+constexpr int kULawDecodeBase[8] = {0, 2112, 6336, 14784, 31680, 65472, 133056, 268224};
+// The encoder works on 14-bit magnitudes with the bias 33 added; segment s
+// ends at 64 << s.
+constexpr int kULawBias14 = 33;
+constexpr int kULawClip14 = 8159;
+constexpr double kLevel16Scale = kCompandScale / 16.0;  // a float's 16-bit level: 32256 at full scale
 
 constexpr int kALawStep[8] = {256, 256, 512, 1024, 2048, 4096, 8192, 16384};
 constexpr int kALawDecodeBase[8] = {128, 4224, 8448, 16896, 33792, 67584, 135168, 270336};
@@ -68,14 +78,25 @@ inline int Segment(int magnitude, const int (&base)[8]) {
     return segment;
 }
 
+// The sample as a 14-bit value: half a step is added and the result floored,
+// for both signs, as G.711 encoders fed from 16-bit audio do. The level is
+// first snapped to 1/64 of a 16-bit step so that a float's own rounding
+// error can't move a value sitting exactly on a half step.
+inline int ULawLinear14(float f) {
+    const double level16 = std::nearbyint(ClampForCast(static_cast<double>(f) * kLevel16Scale * 64.0, -1.0e12, 1.0e12)) / 64.0;
+    return static_cast<int>(ClampForCast(std::floor((level16 + 2.0) / 4.0), -8192.0, 8191.0));
+}
+
 inline uint8_t EncodeULaw(float f) {
-    int v = CompandMagnitude(f);
-    const int sign = v < 0 ? 0x80 : 0;
-    if (v < 0) v = -v;
-    const int segment = Segment(v, kULawEncodeBase);
-    int mantissa = (v - kULawEncodeBase[segment]) >> (segment + 7);
-    if (mantissa & ~15) mantissa = 15;
-    return static_cast<uint8_t>(~(sign | segment << 4 | mantissa));
+    const int linear = ULawLinear14(f);
+    const int mask = linear < 0 ? 0x7F : 0xFF;
+    const int magnitude = std::min(linear < 0 ? -linear : linear, kULawClip14) + kULawBias14;
+    // Segment s holds magnitudes up to (64 << s) - 1.
+    if (magnitude >= (0x40 << 7)) return static_cast<uint8_t>(0x7F ^ mask);  // beyond the last segment
+    int segment = 0;
+    while (magnitude >= (0x40 << segment)) ++segment;
+    const int mantissa = (magnitude >> (segment + 1)) & 0xF;
+    return static_cast<uint8_t>((segment << 4 | mantissa) ^ mask);
 }
 
 inline uint8_t EncodeALaw(float f) {

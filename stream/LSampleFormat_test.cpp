@@ -187,35 +187,24 @@ TEST(SampleFormat, EightBitAndFloatFormats) {
     for (int i = 0; i < 4; ++i) EXPECT_EQ(back[i], in[i]);
 }
 
-// sox rounds to 14 (mu-law) or 13 (A-law) bits, adding half a step and
-// flooring, before it splits off the sign; its full scale is 32768 where ours
-// is 32256 (516096 / 16). At the sample points below the two agree on every code,
-// so a byte that differs is a real encoding fault.
-//
-// Our mu-law tables differ from G.711 in two places, kept for bit-identical
-// files: segment 0 cuts its mantissa without G.711's bias of one 14-bit step,
-// and segment 5 starts one 14-bit step lower (base 63360 / 65408). Points on
-// those edges are left out here and pinned by MuLawTableEdges.
+// sox rounds A-law to 13 bits, adding half a step and flooring, before it
+// splits off the sign; its full scale is 32768 where ours is 32256 (516096 /
+// 16). At the sample points below the two agree on every code, so a byte that
+// differs is a real encoding fault. (Mu-law rounds as sox does and is checked
+// at every 16-bit level below.)
 struct CompandCase {
     std::vector<float> ours;  // input to our encoder
     std::vector<float> sox;   // the same points on sox's scale
 };
 
-bool OnMuLawEdge(int j) {
-    return (j < 31 && j % 2 == 1) || (j >= 990 && j < 2015 && (j - 990) % 16 == 0);
-}
-
 CompandCase MakeCompandCase(int bitsDropped) {
     CompandCase c;
-    const bool muLaw = bitsDropped == 2;
-    const int step = 1 << bitsDropped;  // 4 for 14 bits, 8 for 13 bits
+    const int step = 1 << bitsDropped;  // 8 for 13 bits
     for (int j = 0; j * step <= 32000; ++j) {
-        if (muLaw && OnMuLawEdge(j)) continue;
         for (int sign : {1, -1}) {
-            if (muLaw && sign < 0 && j == 0) continue;  // sox's floor never gives -0
             // Points where sox's rounding lands on magnitude j; A-law stores
             // negative magnitudes in one's complement, hence its extra step.
-            const int sox16 = sign > 0 ? j * step : (muLaw ? -j * step : -(j * step + step));
+            const int sox16 = sign > 0 ? j * step : -(j * step + step);
             c.sox.push_back(static_cast<float>(sox16) / 32768.0f);
             c.ours.push_back(static_cast<float>(sign * (j * step + step / 2)) / 32256.0f);
         }
@@ -266,9 +255,6 @@ void ExpectEncodingMatchesSox(const char* encoding, int bitsDropped) {
 }
 
 template <class T>
-constexpr bool IsMuLaw() { return std::is_same_v<T, LSFULAW>; }
-
-template <class T>
 void ExpectDecodingMatchesSox(const char* encoding) {
     KV_REQUIRE_TOOL("sox");
     kvtest::TempDir dir;
@@ -278,17 +264,13 @@ void ExpectDecodingMatchesSox(const char* encoding) {
     for (int i = 0; i < 256; ++i) codes[i].value = static_cast<uint8_t>(i);
     std::vector<float> ours(256);
     ConvertSamplesIn(ours.data(), codes.data(), 256);
-    // Same 16-bit level on both scales, but for mu-law's segment 5, which
-    // sits one 14-bit step (4 at 16 bits) nearer to zero.
+    // The same 16-bit level on both scales, for every code.
     for (int i = 0; i < 256; ++i) {
-        const bool segment5 = IsMuLaw<T>() && ((~i >> 4) & 7) == 5;
         const double soxLevel = double(soxValues[i]) * 32768.0;
-        const double expected = segment5 ? soxLevel - std::copysign(4.0, soxLevel) : soxLevel;
-        EXPECT_DOUBLE_EQ(std::round(double(ours[i]) * 32256.0), expected) << "code " << i;
+        EXPECT_DOUBLE_EQ(std::round(double(ours[i]) * 32256.0), soxLevel) << "code " << i;
     }
 }
 
-TEST(SampleFormat, MuLawEncodesLikeSox) { ExpectEncodingMatchesSox<LSFULAW>("u-law", 2); }
 TEST(SampleFormat, ALawEncodesLikeSox) { ExpectEncodingMatchesSox<LSFALAW>("a-law", 3); }
 TEST(SampleFormat, MuLawDecodesLikeSox) { ExpectDecodingMatchesSox<LSFULAW>("u-law"); }
 TEST(SampleFormat, ALawDecodesLikeSox) { ExpectDecodingMatchesSox<LSFALAW>("a-law"); }
@@ -315,17 +297,39 @@ uint8_t ULaw(float f) {
     return out.value;
 }
 
+// Every 16-bit level gives sox's code: the same level on both full scales
+// (ours 32256, sox's 32768), including the half steps where rounding decides
+// and the levels beyond the clip.
+TEST(SampleFormat, MuLawEncodesEvery16BitLevelLikeSox) {
+    KV_REQUIRE_TOOL("sox");
+    kvtest::TempDir dir;
+    std::vector<float> ours, sox;
+    for (int level = -32768; level <= 32767; ++level) {
+        ours.push_back(static_cast<float>(level) / 32256.0f);
+        sox.push_back(static_cast<float>(level) / 32768.0f);
+    }
+    const std::vector<uint8_t> soxBytes = SoxEncode(dir, sox, "u-law");
+    ASSERT_EQ(soxBytes.size(), ours.size());
+    std::vector<LSFULAW> codes(ours.size());
+    ConvertSamplesOut(codes.data(), ours.data(), static_cast<long long>(codes.size()));
+    int mismatches = 0;
+    for (size_t i = 0; i < codes.size(); ++i) {
+        if (codes[i].value != soxBytes[i] && ++mismatches < 5)
+            ADD_FAILURE() << "level " << int(i) - 32768 << ": ours " << int(codes[i].value) << " sox " << int(soxBytes[i]);
+    }
+    EXPECT_EQ(mismatches, 0);
+}
+
 TEST(SampleFormat, MuLawTableEdges) {
-    // Segment 0: magnitude 1.5 steps of 64 -> mantissa 0 (G.711 would give 1).
-    EXPECT_EQ(ULaw(96.5f / 516096.0f), 0xFF);
-    EXPECT_EQ(ULaw(128.5f / 516096.0f), 0xFE);
-    // Segment 5 starts at 63360.
-    EXPECT_EQ(ULaw(63359.5f / 516096.0f), uint8_t(~(4 << 4 | 15)));
-    EXPECT_EQ(ULaw(63360.5f / 516096.0f), uint8_t(~(5 << 4)));
+    // G.711's bias: level 2 (half a 14-bit step) already rounds up to the
+    // first code above zero.
+    EXPECT_EQ(ULaw(1.0f / 32256.0f), 0xFF);
+    EXPECT_EQ(ULaw(2.0f / 32256.0f), 0xFE);
+    // Segment 5 decodes from 65472 (4092 in 16-bit steps).
     LSFULAW code{uint8_t(~(5 << 4))};
     float level = 0;
     ConvertSamplesIn(&level, &code, 1);
-    EXPECT_DOUBLE_EQ(level, float(65408.0 / 516096.0));
+    EXPECT_DOUBLE_EQ(level, float(65472.0 / 516096.0));
 }
 
 }  // namespace

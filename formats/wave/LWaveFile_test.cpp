@@ -33,9 +33,8 @@ bool Matches(Kind kind, int bits, float ours, int32_t sox) {
             return std::fabs(double(ours) * 2147483648.0 - double(sox)) <= (bits == 64 ? std::fabs(sox) * 0x1p-23 : 1.0);
         case Kind::ALaw:
         case Kind::MuLaw:
-            // Our expansion is sox's 16-bit one times 16 over 516096, except that
-            // mu-law segment 5 sits 4 steps lower (decode base 65408).
-            return std::labs(std::lround(double(ours) * 516096.0 / 16.0) - (sox >> 16)) <= (kind == Kind::MuLaw ? 4 : 0);
+            // Our expansion is sox's 16-bit one times 16 over 516096, exactly.
+            return std::lround(double(ours) * 516096.0 / 16.0) == (sox >> 16);
     }
     return false;
 }
