@@ -95,7 +95,8 @@ std::string SocketPath(const std::string& home) { return home + "/.cache/kelvane
 std::string RunLockPath(const std::string& home) {
     const char* user = std::getenv("LOGNAME");
     if (!user || !*user) user = std::getenv("USER");
-    return home + "/.cache/kelvane/_kelvane_rl_" + (user ? user : "");
+    if (!user || !*user) user = getpwuid(getuid())->pw_name;
+    return home + "/.cache/kelvane/_kelvane_rl_" + user;
 }
 
 bool WaitUntilListening(const std::string& socketPath) {
@@ -154,7 +155,7 @@ TEST(KVApplicationProcess, SecondStartHandsOverAndTheFirstCarriesItOut) {
     EXPECT_EQ(second.Wait(10), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 
-    // Opening isn't in this build yet, so the first reports both, in order,
+    // Neither file is there (and projects are not in this build), so the first reports both, in order,
     // then exits with a status that says its arguments failed.
     EXPECT_EQ(first.Wait(), 1);
     const std::string out = ReadText(firstLog);
