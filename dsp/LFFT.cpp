@@ -1,5 +1,8 @@
 #include "dsp/LFFT.h"
 
+#include "base/LAssert.h"
+#include "base/LCpuFeatures.h"
+
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
@@ -131,10 +134,7 @@ struct AvxOps {
     }
 };
 
-bool HasAvx2Fma() {
-    static const bool has = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    return has;
-}
+bool HasAvx2Fma() { return LCpuFeatures::CanUse(LCpuLevel::Avx2); }
 #endif
 #endif
 
@@ -360,7 +360,7 @@ LFFTOf<T>::LFFTOf(unsigned long order)
     if (order > kMaxOrder) throw std::invalid_argument("FFT order out of range");
     if constexpr (std::is_same_v<T, float>) {
 #ifdef KV_FFT_SSE
-        path_ = LFFTPath::Sse2;
+        if (LCpuFeatures::CanUse(LCpuLevel::Sse2)) path_ = LFFTPath::Sse2;
 #endif
 #ifdef KV_FFT_AVX
         if (HasAvx2Fma()) path_ = LFFTPath::Avx2;
@@ -407,7 +407,7 @@ bool LFFTOf<T>::ForcePathForTesting(LFFTPath path) {
     bool ok = path == LFFTPath::Portable;
     if constexpr (std::is_same_v<T, float>) {
 #ifdef KV_FFT_SSE
-        ok = ok || path == LFFTPath::Sse2;
+        ok = ok || (path == LFFTPath::Sse2 && LCpuFeatures::CanUse(LCpuLevel::Sse2));
 #endif
 #ifdef KV_FFT_AVX
         ok = ok || (path == LFFTPath::Avx2 && HasAvx2Fma());
@@ -419,6 +419,7 @@ bool LFFTOf<T>::ForcePathForTesting(LFFTPath path) {
 
 template <class T>
 void LFFTOf<T>::DoFFT(T* re, T* im) {
+    KV_ASSERT(re != nullptr && im != nullptr);
     RunStages(nullptr, re, im);
 }
 

@@ -2,6 +2,8 @@
 #include "dsp/LFFTFrame.h"
 #include "dsp/LFFTWindow.h"
 
+#include "base/LCpuFeatures.h"
+
 #include <gtest/gtest.h>
 #include <fftw3.h>
 
@@ -251,6 +253,26 @@ TEST(LFFT, PathsAgreeWithEachOther) {
     LFFT fft(8);
     EXPECT_TRUE(fft.ForcePathForTesting(LFFTPath::Portable));
     EXPECT_FALSE(fft.ForcePathForTesting(LFFTPath::Avx2));
+}
+
+// An FFT made under a processor-level cap takes the path the cap allows.
+TEST(LFFT, TheProcessorLevelCapChoosesThePathOfNewTransforms) {
+    const unsigned long order = 10;
+    const long n = 1L << order;
+    const auto re = RandomVector(n, 3), im = RandomVector(n, 4);
+    std::vector<float> wide(re.begin(), re.end()), wideI(im.begin(), im.end());
+    LFFTFloat(order).DoFFT(wide.data(), wideI.data());
+    LCpuLevelScope scalar(LCpuLevel::Scalar);
+    LFFTFloat capped(order);
+    EXPECT_FALSE(capped.ForcePathForTesting(LFFTPath::Sse2));  // not beyond the cap either
+    std::vector<float> r(re.begin(), re.end()), i(im.begin(), im.end());
+    capped.DoFFT(r.data(), i.data());
+    LFFTFloat portable(order);
+    ASSERT_TRUE(portable.ForcePathForTesting(LFFTPath::Portable));
+    std::vector<float> pr(re.begin(), re.end()), pi(im.begin(), im.end());
+    portable.DoFFT(pr.data(), pi.data());
+    EXPECT_EQ(r, pr);  // the capped transform is the portable one, bit for bit
+    for (long k = 0; k < n; ++k) ASSERT_NEAR(r[k], wide[k], 1e-5 * std::sqrt(double(n)));
 }
 
 TEST(LFFT, RejectsOrdersOutOfRange) {

@@ -1,5 +1,8 @@
 #include "stream/LConvertRateBase.h"
 
+#include "base/LAssert.h"
+#include "base/LCpuFeatures.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -70,6 +73,7 @@ LConvertRateBase::LConvertRateBase(int sourceRate, int targetRate, int taps, boo
     if (sourceRate <= 0) sourceRate = kFallbackRate;
     Factors f = ExactFactors(sourceRate, targetRate);
     if (approximate || f.up > kMaxPhases) f = ApproximateFactors(sourceRate, targetRate);
+    KV_ASSERT(f.up >= 1 && f.up <= kMaxPhases && f.down >= 1);
     up_ = f.up;
     down_ = f.down;
     downWhole_ = down_ / up_;
@@ -167,6 +171,7 @@ long long LConvertRateBase::OffsetToInput(long long offset) const {
 }
 
 long long LConvertRateBase::WindowEnd(long long cursor, long long phase, long long count) const {
+    KV_ASSERT(count >= 1 && phase >= 0 && phase < up_);
     return cursor + (phase + (count - 1) * down_) / up_ + window_;
 }
 
@@ -326,15 +331,13 @@ __attribute__((target("avx2,fma"))) static void RunStereoAvx(const float* in, co
     phase = p;
 }
 
-static bool HasAvx2Fma() {
-    static const bool has = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    return has;
-}
+static bool HasAvx2Fma() { return LCpuFeatures::CanUse(LCpuLevel::Avx2); }
 #endif
 
 void LConvertRateBase::Process(const float* in, int channels, long long& cursor, long long& phase, float* out,
                                long long count) const {
     if (count <= 0) return;
+    KV_ASSERT(in != nullptr && out != nullptr && phase >= 0 && phase < up_);
 #if KV_RATE_AVX
     if (channels == 2 && expandedChannels_ == 2 && HasAvx2Fma())
         return RunStereoAvx(in, expanded_.data(), window_, up_, downWhole_, downRest_, cursor, phase, out, count);

@@ -1,5 +1,7 @@
 #include "stream/LSampleFormatPaths.h"
 
+#include "base/LCpuFeatures.h"
+
 #include "stream/LSampleFormatRules.h"
 
 #include <array>
@@ -344,30 +346,14 @@ long long Nothing(Out*, const In*, long long) {
 
 }  // namespace
 
+// The levels are the processor levels of LCpuFeatures, one for one.
+static_assert(int(Level::Avx512) == int(LCpuLevel::Avx512) && int(Level::Sse2) == int(LCpuLevel::Sse2));
+
 bool IsSupported(Level level) {
-    switch (level) {
-    case Level::Scalar: return true;
-#if KV_SAMPLE_X86
-    case Level::Sse2: return true;
-    case Level::Ssse3: return __builtin_cpu_supports("ssse3");
-    case Level::Avx2: return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    case Level::Avx512:
-        return IsSupported(Level::Avx2) && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw");
-#else
-    default: return false;
-#endif
-    }
-    return false;
+    return level == Level::Scalar || (KV_SAMPLE_X86 && static_cast<LCpuLevel>(level) <= LCpuFeatures::Detected());
 }
 
-Level Fastest() {
-    static const Level fastest = [] {
-        for (Level l : {Level::Avx512, Level::Avx2, Level::Ssse3, Level::Sse2})
-            if (IsSupported(l)) return l;
-        return Level::Scalar;
-    }();
-    return fastest;
-}
+Level Fastest() { return KV_SAMPLE_X86 ? static_cast<Level>(LCpuFeatures::Usable()) : Level::Scalar; }
 
 long long Wide16(Level level, LSF16* out, const float* in, long long n) {
 #if KV_SAMPLE_X86

@@ -1,5 +1,7 @@
 #include "stream/LSampleFormatPaths.h"
 
+#include "base/LCpuFeatures.h"
+
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -80,6 +82,21 @@ void ExpectOutMatchesScalar(Level level, const std::vector<float>& in) {
 TEST(SampleFormatPaths, FastestIsSupported) {
     EXPECT_TRUE(LSampleFormatPaths::IsSupported(Level::Scalar));
     EXPECT_TRUE(LSampleFormatPaths::IsSupported(LSampleFormatPaths::Fastest()));
+}
+
+// The conversions dispatch through the program's one processor level: a cap
+// there makes them take the lower kernels, with the same results.
+TEST(SampleFormatPaths, ConversionsFollowTheProcessorLevelCap) {
+    const auto in = EdgeAndRandomFloats();
+    std::vector<LSF16> fast(in.size()), capped(in.size());
+    ConvertSamplesOut(fast.data(), in.data(), static_cast<long long>(in.size()));
+    for (LCpuLevel level : {LCpuLevel::Scalar, LCpuLevel::Sse2, LCpuLevel::Ssse3, LCpuLevel::Avx2}) {
+        LCpuLevelScope cap(level);
+        if (!cap.IsApplied()) continue;
+        EXPECT_EQ(static_cast<int>(LSampleFormatPaths::Fastest()), static_cast<int>(level));
+        ConvertSamplesOut(capped.data(), in.data(), static_cast<long long>(in.size()));
+        EXPECT_EQ(std::memcmp(fast.data(), capped.data(), fast.size() * sizeof(LSF16)), 0);
+    }
 }
 
 TEST(SampleFormatPaths, EveryLevelWritesLikeThePlainLoop) {
