@@ -28,11 +28,15 @@ bool ReuseCacheItem(const std::string& path, LCutListAudio& list) {
     if (!MayReuse(path) || ::stat(path.c_str(), &st) != 0) return false;
     const uint16_t item = LSoundCacheItemOriginalFileDetailsMatch(path, st.st_mtime, st.st_size);
     if (item == kSoundCacheItemNone) return false;
+    // The reference first, then the look at the files: a release running on
+    // another thread can't delete them any more once we hold the item.
+    LSoundCache::Instance().IncRef(item);
     int rate = 44100, channels = 2;
-    if (!LSoundCacheItemAudioInfoGet(LSoundCache::Instance().GetFilePath(item, ".audinfo"), rate, channels)) {
+    if (!LSoundCacheItemIsValid(item) ||
+        !LSoundCacheItemAudioInfoGet(LSoundCache::Instance().GetFilePath(item, ".audinfo"), rate, channels)) {
+        LSoundCache::Instance().DecRef(item);
         return false;
     }
-    LSoundCache::Instance().IncRef(item);
     list.SetSingleCutListSegment(LCutListSegment::AdoptItem(item, 0, LSoundCacheItemLengthGet(item)), rate,
                                  channels);
     return true;

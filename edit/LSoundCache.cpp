@@ -22,6 +22,11 @@
 namespace {
 
 using Lock = std::lock_guard<std::recursive_mutex>;
+using UniqueLock = std::unique_lock<std::recursive_mutex>;
+
+void CloseAll(const std::vector<int>& descriptors) {
+    for (int fd : descriptors) ::close(fd);
+}
 
 }  // namespace
 
@@ -54,7 +59,10 @@ uint16_t LSoundCacheParseItemNumber(const char* fileName) {
 }
 
 LSoundCache::LSoundCache()
-    : counts_(new uint16_t[kItemCount]()), known_(new uint8_t[kItemCount]()), holds_(new int[kItemCount]) {
+    : counts_(new uint16_t[kItemCount]()),
+      known_(new uint8_t[kItemCount]()),
+      holds_(new int[kItemCount]),
+      busy_(new uint8_t[kItemCount]()) {
     std::fill_n(holds_.get(), kItemCount, -1);
     const std::string data = LFile::GetUserDataFolderApp();
     if (!data.empty()) {
@@ -72,12 +80,16 @@ LSoundCache& LSoundCache::Instance() {
 void LSoundCache::SetCacheFolder(const std::string& folder) {
     if (folder.empty() || folder.size() > LFile::kMaxPath) return;
     LFile::CreateFolder(folder);
-    Lock lock(mutex_);
-    if (folder == folder_) return;
-    ReleaseAllItems();
-    folder_ = folder;
-    std::fill_n(counts_.get(), kItemCount, uint16_t{0});
-    rescan_ = true;
+    std::vector<int> released;
+    {
+        Lock lock(mutex_);
+        if (folder == folder_) return;
+        released = TakeAllHolds();
+        folder_ = folder;
+        std::fill_n(counts_.get(), kItemCount, uint16_t{0});
+        rescan_ = true;
+    }
+    CloseAll(released);
 }
 
 std::string LSoundCache::GetCacheFolder() const {
@@ -92,27 +104,44 @@ bool LSoundCache::HasCacheFolder() const {
 
 void LSoundCache::IncRef(uint16_t number) {
     if (number > kSoundCacheItemLast) return;
-    Lock lock(mutex_);
-    if (counts_[number] < kSoundCacheItemNone && ++counts_[number] == 1) HoldItem(number);
+    UniqueLock lock(mutex_);
+    // A reference taken while the last one's release is still deleting the
+    // files would meet half of them: wait for the release to finish.
+    WaitUntilIdle(lock, number);
+    if (counts_[number] < kSoundCacheItemNone && ++counts_[number] == 1) HoldItem(lock, number);
 }
 
 void LSoundCache::DecRef(uint16_t number) {
     if (number == kSoundCacheItemNone) return;
-    {
-        Lock lock(mutex_);
-        if (folder_.empty()) return;
-        uint16_t& count = counts_[number];
-        if (count >= 2) {
-            // A count that reached the ceiling has lost track; it stays for good.
-            if (count < kSoundCacheItemNone) --count;
-            return;
-        }
-        count = 0;
-        if (number <= kSoundCacheItemLast) ReleaseItem(number);
+    UniqueLock lock(mutex_);
+    if (folder_.empty()) return;
+    if (number <= kSoundCacheItemLast) WaitUntilIdle(lock, number);
+    uint16_t& count = counts_[number];
+    if (count >= 2) {
+        // A count that reached the ceiling has lost track; it stays for good.
+        if (count < kSoundCacheItemNone) --count;
+        return;
     }
-    if (number == kSoundCacheItemSilence) return;
-    if (OriginalFileStillMatches(number)) return;
-    CacheItemDelete(number);
+    count = 0;
+    if (number > kSoundCacheItemLast) return;  // silence has no files
+    // The release runs outside the lock; the item stays busy until it is
+    // done, so nobody takes it meanwhile.
+    const int hold = TakeHold(number);
+    busy_[number] = 1;
+    lock.unlock();
+    if (hold >= 0) ::close(hold);
+    if (!OriginalFileStillMatches(number)) CacheItemDelete(number);
+    lock.lock();
+    SetIdle(number);
+}
+
+void LSoundCache::WaitUntilIdle(UniqueLock& lock, uint16_t number) {
+    idle_.wait(lock, [&] { return busy_[number] == 0; });
+}
+
+void LSoundCache::SetIdle(uint16_t number) {
+    busy_[number] = 0;
+    idle_.notify_all();
 }
 
 // An import whose original file is unchanged stays: reopening that file can
@@ -153,21 +182,16 @@ void LSoundCache::ScanFolderIfNeeded() {
     }
     LSoundCacheForEachFile(folder, "*.aud", [&](const char* name) {
         const uint16_t number = LSoundCacheParseItemNumber(name);
+        // A damaged information file records nothing; the item stays protected.
+        LSoundCacheItemInfoContents info;
+        const bool read =
+            number <= kSoundCacheItemLast && LSoundCacheItemInfoRead(GetFilePath(number, ".audinfo"), info);
         Lock lock(mutex_);
-        ScanItem(number);
+        known_[number] = 1;
+        LSoundCacheItemAnalyzerManager::Instance().SetItemFlags(number, read ? info.analyzerFlags : 0);
     });
     Lock lock(mutex_);
     rescan_ = false;
-}
-
-void LSoundCache::ScanItem(uint16_t number) {
-    known_[number] = 1;
-    auto& analyzer = LSoundCacheItemAnalyzerManager::Instance();
-    analyzer.SetItemFlags(number, 0);
-    if (number > kSoundCacheItemLast) return;
-    LSoundCacheItemInfoContents info;
-    // A damaged information file records nothing; the item stays protected.
-    if (LSoundCacheItemInfoRead(GetFilePath(number, ".audinfo"), info)) analyzer.SetItemFlags(number, info.analyzerFlags);
 }
 
 uint16_t LSoundCache::ItemNumberGetNextAvailable() {
@@ -208,8 +232,8 @@ uint16_t LSoundCache::ItemCreateNewAndIncRef() {
                 known_[number] = 1;
             }
             if (ClaimAudFile(number)) {
-                Lock lock(mutex_);
-                HoldItem(number);
+                UniqueLock lock(mutex_);
+                HoldItem(lock, number);
                 return number;
             }
             const bool takenElsewhere = errno == EEXIST;
@@ -226,29 +250,56 @@ uint16_t LSoundCache::ItemCreateNewAndIncRef() {
     return kSoundCacheItemNone;
 }
 
-void LSoundCache::HoldItem(uint16_t number) {
+void LSoundCache::HoldItem(UniqueLock& lock, uint16_t number) {
     if (holds_[number] >= 0 || holdCount_ >= kMaxHolds) return;
+    ++holdCount_;  // this hold's place, given back if the open fails
+    busy_[number] = 1;
+    lock.unlock();
+    const int fd = OpenHold(number);
+    lock.lock();
+    if (fd >= 0) {
+        holds_[number] = fd;
+    } else {
+        --holdCount_;
+    }
+    SetIdle(number);
+}
+
+int LSoundCache::OpenHold(uint16_t number) const {
     const std::string path = GetFilePath(number, ".aud");
-    if (path.empty()) return;
+    if (path.empty()) return -1;
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
+    if (fd < 0) return -1;
     if (::flock(fd, LOCK_SH | LOCK_NB) != 0) {
         ::close(fd);
-        return;
+        return -1;
     }
-    holds_[number] = fd;
-    ++holdCount_;
+    return fd;
 }
 
-void LSoundCache::ReleaseItem(uint16_t number) {
-    if (holds_[number] < 0) return;
-    ::close(holds_[number]);
+bool LSoundCache::ClaimUnreferenced(uint16_t number) {
+    UniqueLock lock(mutex_);
+    WaitUntilIdle(lock, number);
+    if (counts_[number] != 0) return false;
+    busy_[number] = 1;
+    return true;
+}
+
+int LSoundCache::TakeHold(uint16_t number) {
+    const int fd = holds_[number];
+    if (fd < 0) return -1;
     holds_[number] = -1;
     --holdCount_;
+    return fd;
 }
 
-void LSoundCache::ReleaseAllItems() {
-    for (int n = 0; n < kItemCount; ++n) ReleaseItem(static_cast<uint16_t>(n));
+std::vector<int> LSoundCache::TakeAllHolds() {
+    std::vector<int> descriptors;
+    for (int n = 0; n < kItemCount; ++n) {
+        const int fd = TakeHold(static_cast<uint16_t>(n));
+        if (fd >= 0) descriptors.push_back(fd);
+    }
+    return descriptors;
 }
 
 bool LSoundCache::IsHeldElsewhere(uint16_t number) const {
@@ -286,13 +337,16 @@ void LSoundCache::DeleteCachedFiles(const char* pattern) {
     if (folder.empty()) return;
     LSoundCacheForEachFile(folder, pattern, [&](const char* name) {
         const uint16_t number = LSoundCacheParseItemNumber(name);
-        if (number == kSoundCacheItemNone || GetRefCount(number) != 0) return;
-        if (number <= kSoundCacheItemLast && IsHeldElsewhere(number)) return;
-        const std::string path = folder + "/" + name;
-        struct stat st;
-        if (::stat(path.c_str(), &st) == 0 && (st.st_mode & S_IWUSR) == 0) ::chmod(path.c_str(), st.st_mode | S_IWUSR);
-        ::unlink(path.c_str());
-        SetKnown(number, false);
+        if (number == kSoundCacheItemNone || !ClaimUnreferenced(number)) return;
+        if (number > kSoundCacheItemLast || !IsHeldElsewhere(number)) {
+            const std::string path = folder + "/" + name;
+            struct stat st;
+            if (::stat(path.c_str(), &st) == 0 && (st.st_mode & S_IWUSR) == 0) ::chmod(path.c_str(), st.st_mode | S_IWUSR);
+            ::unlink(path.c_str());
+            SetKnown(number, false);
+        }
+        Lock lock(mutex_);
+        SetIdle(number);
     });
 }
 
@@ -304,7 +358,10 @@ void LSoundCache::ItemsDelete(long cutoff) {
         if (number > kSoundCacheItemLast) return;
         LSoundCacheItemInfoContents info;
         if (!LSoundCacheItemInfoRead(folder + "/" + name, info) || !info.hasLastAccess) return;
-        if (info.lastAccess <= cutoff && GetRefCount(number) == 0) CacheItemDelete(number);
+        if (info.lastAccess > cutoff || !ClaimUnreferenced(number)) return;
+        CacheItemDelete(number);
+        Lock lock(mutex_);
+        SetIdle(number);
     });
 }
 
@@ -366,12 +423,16 @@ void LSoundCache::SetFreeSpaceFunctionForTesting(FreeSpaceFunction function) {
 }
 
 void LSoundCache::ResetForTesting(const std::string& folder) {
-    Lock lock(mutex_);
-    ReleaseAllItems();
-    folder_ = folder;
-    std::fill_n(counts_.get(), kItemCount, uint16_t{0});
-    std::fill_n(known_.get(), kItemCount, uint8_t{0});
-    rescan_ = true;
-    freeSpace_ = nullptr;
-    LSoundCacheItemAnalyzerManager::Instance().ResetForTesting();
+    std::vector<int> released;
+    {
+        Lock lock(mutex_);
+        released = TakeAllHolds();
+        folder_ = folder;
+        std::fill_n(counts_.get(), kItemCount, uint16_t{0});
+        std::fill_n(known_.get(), kItemCount, uint8_t{0});
+        rescan_ = true;
+        freeSpace_ = nullptr;
+        LSoundCacheItemAnalyzerManager::Instance().ResetForTesting();
+    }
+    CloseAll(released);
 }

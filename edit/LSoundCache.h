@@ -9,16 +9,21 @@
 // that have files on disk (from an earlier session, another instance, or a
 // reusable import) from being handed out again.
 //
-// One global object (Instance()). Counts and flags are guarded by one
-// recursive mutex, which is never held over file work except during the
-// first scan of a folder, item by item.
+// One global object (Instance()); any thread. Counts and flags are guarded by
+// one recursive mutex, which is never held over file work: no file is opened,
+// locked, read, closed or deleted under it. The work is decided under the
+// lock and done after it; an item whose files are being opened, released or
+// deleted is marked busy meanwhile, and a count change of that item waits
+// until the work is done, so a new reference never meets half-deleted files.
 #include "edit/LSoundCacheItemHandle.h"
 
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 class LFile;
 
@@ -96,24 +101,40 @@ private:
     LSoundCache();
 
     void ScanFolderIfNeeded();
-    void ScanItem(uint16_t number);
     bool OriginalFileStillMatches(uint16_t number) const;
     bool ClaimAudFile(uint16_t number);
     // While this process refers to an item it keeps a shared flock on the
     // item's .aud. Instances that share a folder keep separate counts, so this
     // lock is how one instance sees that another still uses an item and must
-    // not delete it. Both are called under the mutex.
-    void HoldItem(uint16_t number);
-    void ReleaseItem(uint16_t number);
-    void ReleaseAllItems();
+    // not delete it. Under the mutex, with the count just raised to 1: marks
+    // the item busy, opens and locks its .aud outside the lock, keeps the
+    // descriptor.
+    void HoldItem(std::unique_lock<std::recursive_mutex>& lock, uint16_t number);
+    // The item's .aud opened with a shared lock, or -1. No mutex.
+    int OpenHold(uint16_t number) const;
+    // Under the mutex: takes the item's hold descriptor (to be closed after
+    // the lock), or -1.
+    int TakeHold(uint16_t number);
+    // Under the mutex: every hold descriptor, for closing after the lock.
+    std::vector<int> TakeAllHolds();
+    // Waits (under the mutex, which it releases meanwhile) until no file work
+    // of the item runs. The lock must be held once, not recursively.
+    void WaitUntilIdle(std::unique_lock<std::recursive_mutex>& lock, uint16_t number);
+    // Under the mutex: the item's file work is done.
+    void SetIdle(uint16_t number);
+    // Marks an item without references busy for deleting its files outside
+    // the lock (SetIdle ends that); false when it has references.
+    bool ClaimUnreferenced(uint16_t number);
     // True when another process holds the item's .aud.
     bool IsHeldElsewhere(uint16_t number) const;
 
     mutable std::recursive_mutex mutex_;
+    std::condition_variable_any idle_;  // an item's file work ended
     std::string folder_;
     std::unique_ptr<uint16_t[]> counts_;
     std::unique_ptr<uint8_t[]> known_;
     std::unique_ptr<int[]> holds_;  // descriptor holding the shared lock, or -1
+    std::unique_ptr<uint8_t[]> busy_;  // file work of the item runs outside the lock
     int holdCount_ = 0;
     // Descriptors spent on holds at most; items past that go unguarded rather
     // than starving the process of descriptors.

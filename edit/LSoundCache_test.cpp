@@ -20,7 +20,9 @@
 
 #include <cstring>
 #include <ctime>
+#include <atomic>
 #include <set>
+#include <thread>
 
 namespace {
 
@@ -490,3 +492,72 @@ TEST_F(LSoundCacheTest, ReferencedItemsHoldTheirAudioFile) {
     Cache().DecRef(n);  // gone: the item is deleted, the lock with it
     EXPECT_EQ(::flock(probe.Fd(), LOCK_EX | LOCK_NB), 0);
 }
+
+namespace {
+
+// One thread drops the last references to many items while another makes
+// new items and takes items again as a reopen does (reference first, then a
+// look at the files). A reference must never be left on deleted files, and
+// no file work may run under the cache's lock (ThreadSanitizer watches the
+// rest).
+TEST_F(LSoundCacheTest, ReleasingAndTakingOnTwoThreadsKeepsCountsAndFilesTogether) {
+    constexpr int kItems = 300;
+    std::vector<uint16_t> dropped, reopened;
+    for (int i = 0; i < kItems; ++i) {
+        const uint16_t n = Cache().ItemCreateNewAndIncRef();
+        ASSERT_NE(n, kSoundCacheItemNone);
+        Touch(ItemFile(n, ".grf"));
+        Touch(ItemFile(n, ".audinfo"));
+        (i % 2 ? dropped : reopened).push_back(n);
+    }
+    std::atomic<bool> go{false};
+    std::vector<uint16_t> created, kept;
+    std::thread releaser([&] {
+        while (!go) std::this_thread::yield();
+        for (size_t i = 0; i < dropped.size(); ++i) {
+            Cache().DecRef(dropped[i]);
+            Cache().DecRef(reopened[i]);
+        }
+    });
+    std::thread taker([&] {
+        while (!go) std::this_thread::yield();
+        for (size_t i = 0; i < reopened.size(); ++i) {
+            created.push_back(Cache().ItemCreateNewAndIncRef());
+            const uint16_t n = reopened[i];
+            Cache().IncRef(n);
+            // As a reopen does: the item serves only while all its files are
+            // there (a new item made meanwhile under the same number has no
+            // .audinfo yet).
+            if (LSoundCacheItemIsValid(n)) {
+                kept.push_back(n);
+            } else {
+                Cache().DecRef(n);  // released before we came: decode again
+            }
+        }
+    });
+    go = true;
+    releaser.join();
+    taker.join();
+
+    const std::set<uint16_t> made(created.begin(), created.end());
+    EXPECT_EQ(made.size(), created.size());
+    EXPECT_EQ(made.count(kSoundCacheItemNone), 0u);
+    for (uint16_t n : created) {
+        EXPECT_EQ(Cache().GetRefCount(n), 1) << n;
+        EXPECT_TRUE(Exists(ItemFile(n, ".aud"))) << n;
+    }
+    for (uint16_t n : kept) {
+        EXPECT_EQ(Cache().GetRefCount(n), 1) << n;
+        EXPECT_TRUE(Exists(ItemFile(n, ".aud"))) << n;
+        EXPECT_TRUE(Exists(ItemFile(n, ".audinfo"))) << n;
+    }
+    for (uint16_t n : dropped) {
+        if (made.count(n)) continue;  // the number went to a new item
+        EXPECT_EQ(Cache().GetRefCount(n), 0) << n;
+        EXPECT_FALSE(Exists(ItemFile(n, ".aud"))) << n;
+    }
+    for (uint16_t n : created) Cache().DecRef(n);
+    for (uint16_t n : kept) Cache().DecRef(n);
+}
+
+}  // namespace
