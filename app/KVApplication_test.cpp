@@ -99,6 +99,17 @@ std::string RunLockPath(const std::string& home) {
     return home + "/.cache/kelvane/_kelvane_rl_" + user;
 }
 
+// The run lock is taken just after the socket starts listening: waits up to
+// five seconds for a file to reach its size.
+void WaitForFile(const std::string& path, uintmax_t size = 0) {
+    for (int i = 0; i < 500; ++i) {
+        std::error_code error;
+        const uintmax_t now = fs::file_size(path, error);
+        if (!error && now >= size) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
 bool WaitUntilListening(const std::string& socketPath) {
     for (int i = 0; i < 2000; ++i) {
         int fd = -1;
@@ -147,6 +158,7 @@ TEST(KVApplicationProcess, SecondStartHandsOverAndTheFirstCarriesItOut) {
     Process first({}, firstLog);
     ASSERT_TRUE(first.Started());
     ASSERT_TRUE(WaitUntilListening(SocketPath(home.Path())));
+    WaitForFile(RunLockPath(home.Path()), 16);
     EXPECT_TRUE(fs::exists(RunLockPath(home.Path())));
     EXPECT_EQ(fs::file_size(RunLockPath(home.Path())), 16u);
 
@@ -318,6 +330,7 @@ TEST(KVApplicationProcess, RunLockNamesTheUserWithoutLognameOrUser) {
     Process first({}, home.Path() + "/first.txt");
     ASSERT_TRUE(WaitUntilListening(SocketPath(home.Path())));
     const std::string lock = home.Path() + "/.cache/kelvane/_kelvane_rl_" + entry->pw_name;
+    WaitForFile(lock);
     EXPECT_TRUE(fs::exists(lock));
     EXPECT_FALSE(fs::exists(home.Path() + "/.cache/kelvane/_kelvane_rl_"));
     ASSERT_EQ(RunKelvane({"-exit"}, home.Path() + "/second.txt"), 0);
