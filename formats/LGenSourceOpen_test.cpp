@@ -56,7 +56,7 @@ protected:
     // `reference` to argument number `output` and exits with `code`.
     void FakeTool(const std::string& name, int output, int code, const std::string& reference) {
         const std::string script = "#!/bin/sh\nprintf '%s\\n' \"$@\" > " + tools_ + "/" + name +
-                                   ".args\n" + (reference.empty() ? "" : "cp " + reference + " \"$" +
+                                   ".args\n" + (reference.empty() ? "" : "/bin/cp " + reference + " \"$" +
                                                                              std::to_string(output) + "\"\n") +
                                    "exit " + std::to_string(code) + "\n";
         const std::string path = tools_ + "/" + name;
@@ -70,6 +70,8 @@ protected:
     }
 
     LProcessResult Open(const std::string& path, LSoundSource& source, bool quiet = false) {
+        // Only the fake decoders: the real ones installed on the machine stay out.
+        kvtest::ScopedEnv onlyFakes("PATH", tools_);
         LGenSourceOpenInterfaceProcess opening(job_, false, temp_);
         return ProcessGenSourceOpenSource(source, path.c_str(), opening, quiet);
     }
@@ -77,7 +79,6 @@ protected:
     kvtest::TempDir dir_;
     std::string temp_ = dir_.File("temp");
     std::string tools_ = dir_.File("tools");
-    kvtest::ScopedEnv path_{"PATH", tools_ + ":/usr/bin:/bin"};
     Job job_;
 };
 
@@ -161,7 +162,7 @@ TEST_F(OpenerTest, AFailingDecoderGoesOnAndLeavesNothing) {
 TEST_F(OpenerTest, AStopDuringTheDecoderEndsItAsStopped) {
     const std::string file = dir_.File("long.ogg");
     kvtest::WriteFileBytes(file, {1, 2, 3, 4});
-    const std::string script = "#!/bin/sh\nwhile true; do sleep 0.1; done\n";
+    const std::string script = "#!/bin/sh\nwhile true; do /bin/sleep 0.1; done\n";
     kvtest::WriteFileBytes(tools_ + "/oggdec", std::vector<uint8_t>(script.begin(), script.end()));
     chmod((tools_ + "/oggdec").c_str(), 0755);
     std::thread stopper([&] {
