@@ -2,10 +2,17 @@
 
 #include "base/LComponent.h"
 #include "base/LProcessRunCommandLine.h"
+#include "base/LSettings.h"
 #include "formats/LTempWaveClaim.h"
+#include "formats/external/LFFMPEGSourceManager.h"
+#include "formats/wave/LWaveFile.h"
+#include "formats/wave/LWaveFileFormat.h"
+#include "stream/LPRSourceToSink.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -97,10 +104,56 @@ LGenSourceDecoderRun LGenSourceDecoderRunCommand(LProcessInterface& process, con
     return run;
 }
 
+namespace {
+
+// A Wave sink that keeps the decoded precision: 16 or 24-bit PCM for integer
+// sources of those sizes, 32-bit float otherwise (lossy codecs, and wider
+// integers, would lose in 16 bits what they carry).
+LSoundSink OpenPrecisionSink(const std::string& wave, int rate, int channels, int precision) {
+    if (precision == 16 || precision == 24) return LWaveFile::OpenSinkPCM(wave, rate, channels, precision);
+    LWaveFileFormat format = LWaveFileFormat::PCM(rate, channels, 32);
+    format.formatTag = LWaveFileFormat::kTagFloat;
+    format.bitsPerSample = 32;
+    format.blockAlign = static_cast<uint16_t>(channels * 4);
+    format.avgBytesPerSec = static_cast<uint32_t>(rate) * format.blockAlign;
+    return LWaveFile::OpenSink(wave, format);
+}
+
+std::string CompactName(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (name.size() > 45) name = name.substr(0, 21) + "..." + name.substr(name.size() - 21);
+    return name;
+}
+
+}  // namespace
+
 LProcessResult LGenSourceDecodeWithFFmpeg(LProcessInterface& process, const std::string& source,
                                           const std::string& wave) {
-    (void)process;
-    (void)source;
-    (void)wave;
-    return LProcessFailed;
+    LFFMPEGSourceManager manager;
+    if (!manager.Open(source, [&process] { return process.IsToStop(); })) {
+        return process.IsToStop() ? LProcessStopped : LProcessFailed;
+    }
+    LSoundSource decoded = manager.GetSoundSource(LUserSettingGet<int>("FFMPEGAUDIO", "SoundStreamIndex", -1));
+    if (!decoded->IsOk()) return LProcessFailed;
+    LSoundSink sink =
+        OpenPrecisionSink(wave, decoded->GetSampleRate(), decoded->GetChannels(), LFFMPEGSourcePrecision(decoded));
+    if (sink->HasFailed()) return LProcessFailed;
+
+    process.SetStatus(CompactName(source).c_str(), 0);
+    process.SetStatus("Bitte warten ...", 1);
+    const long long estimate = LFFMPEGSourceEstimatedFrames(decoded);
+    const int channels = decoded->GetChannels();
+    std::vector<float> block(static_cast<size_t>(kCopyBlockFrames) * channels);
+    // The source's end moves ahead as it decodes and is exact once reached.
+    for (long long end = decoded->GetEndSample(); decoded->GetPositionSample() < end; end = decoded->GetEndSample()) {
+        if (process.IsToStop()) return LProcessStopped;
+        const long long frames = std::min(kCopyBlockFrames, end - decoded->GetPositionSample());
+        decoded->Read(block.data(), frames);
+        sink->Write(block.data(), frames);
+        if (sink->HasFailed()) return LProcessFailed;
+        if (estimate > 0) process.SetProgress(std::min(1.0, double(decoded->GetPositionSample()) / double(estimate)));
+    }
+    if (process.IsToStop()) return LProcessStopped;
+    return decoded->GetPositionSample() > 0 ? LProcessOK : LProcessFailed;
 }
