@@ -363,3 +363,39 @@ TEST(KVApplicationProcess, MuLawFilesKeepEveryCodeThroughOpenAndSave) {
 }
 
 }  // namespace
+
+namespace {
+
+// What the decoder programs don't read, FFmpeg does: an AAC file opens and
+// saves as Wave with the samples ffmpeg itself decodes, without any decoder
+// program on PATH.
+TEST(KVApplicationProcess, AacOpensThroughFFmpegAndSavesWhatFfmpegDecodes) {
+    KV_REQUIRE_TOOL("sox");
+    KV_REQUIRE_TOOL("ffmpeg");
+    kvtest::IsolatedHome home;
+    const std::string wave = home.Path() + "/in.wav";
+    const std::string m4a = home.Path() + "/in.m4a";
+    const std::string out = home.Path() + "/out.wav";
+    ASSERT_EQ(kvtest::RunCommand("sox -R -n -r 44100 -c 2 -b 16 " + wave + " synth 2 sine 330 gain -6"), 0);
+    ASSERT_EQ(kvtest::RunCommand("ffmpeg -v quiet -y -i " + wave + " -c:a aac -b:a 160k " + m4a), 0);
+    // The saved Wave is 16-bit; ffmpeg's 16-bit view of the AAC is the reference.
+    std::vector<uint8_t> reference;
+    ASSERT_EQ(kvtest::RunCommandBytes("ffmpeg -v quiet -i " + m4a + " -f s16le -", &reference), 0);
+    {
+        kvtest::ScopedEnv path("PATH", "/nonexistent");
+        EXPECT_EQ(RunKelvane({m4a, "-saveas", out, "-exit"}, home.Path() + "/log.txt"), 0)
+            << ReadText(home.Path() + "/log.txt");
+    }
+    std::vector<uint8_t> ours;
+    ASSERT_EQ(kvtest::RunCommandBytes("sox " + out + " -t s16 -", &ours), 0);
+    ASSERT_EQ(ours.size(), reference.size());
+    size_t bad = 0;
+    for (size_t i = 0; i + 1 < ours.size(); i += 2) {
+        const int a = int16_t(ours[i] | ours[i + 1] << 8), b = int16_t(reference[i] | reference[i + 1] << 8);
+        if (std::abs(a - b) > 2) ++bad;
+    }
+    EXPECT_EQ(bad, 0u);
+    EXPECT_FALSE(fs::exists(home.Path() + "/.cache/kelvane/Temp1.wav"));
+}
+
+}  // namespace

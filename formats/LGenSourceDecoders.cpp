@@ -1,6 +1,8 @@
 #include "formats/LGenSourceDecoders.h"
 
+#include "base/LByteOrder.h"
 #include "base/LComponent.h"
+#include "base/LFile.h"
 #include "base/LProcessRunCommandLine.h"
 #include "base/LSettings.h"
 #include "formats/LTempWaveClaim.h"
@@ -8,6 +10,8 @@
 #include "formats/wave/LWaveFile.h"
 #include "formats/wave/LWaveFileFormat.h"
 #include "stream/LPRSourceToSink.h"
+
+#include <fcntl.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -108,15 +112,22 @@ namespace {
 
 // A Wave sink that keeps the decoded precision: 16 or 24-bit PCM for integer
 // sources of those sizes, 32-bit float otherwise (lossy codecs, and wider
-// integers, would lose in 16 bits what they carry).
+// integers, would lose in 16 bits what they carry, overs above full scale too).
 LSoundSink OpenPrecisionSink(const std::string& wave, int rate, int channels, int precision) {
     if (precision == 16 || precision == 24) return LWaveFile::OpenSinkPCM(wave, rate, channels, precision);
     LWaveFileFormat format = LWaveFileFormat::PCM(rate, channels, 32);
     format.formatTag = LWaveFileFormat::kTagFloat;
-    format.bitsPerSample = 32;
-    format.blockAlign = static_cast<uint16_t>(channels * 4);
-    format.avgBytesPerSec = static_cast<uint32_t>(rate) * format.blockAlign;
     return LWaveFile::OpenSink(wave, format);
+}
+
+// The Wave writer labels float samples with tag 1, as files of this program
+// always were; our own temporary file says what it holds, so that it reads
+// back as float.
+bool LabelAsFloat(const std::string& wave) {
+    LFile file;
+    uint8_t tag[2];
+    LByteOrder::PutLE16(tag, LWaveFileFormat::kTagFloat);
+    return file.Open(wave.c_str(), O_RDWR) && file.WriteAllAt(tag, sizeof tag, 20);
 }
 
 std::string CompactName(const std::string& path) {
@@ -155,5 +166,8 @@ LProcessResult LGenSourceDecodeWithFFmpeg(LProcessInterface& process, const std:
         if (estimate > 0) process.SetProgress(std::min(1.0, double(decoded->GetPositionSample()) / double(estimate)));
     }
     if (process.IsToStop()) return LProcessStopped;
+    const bool isFloat = LFFMPEGSourcePrecision(decoded) == 0;
+    sink.Close();  // the final header
+    if (isFloat && !LabelAsFloat(wave)) return LProcessFailed;
     return decoded->GetPositionSample() > 0 ? LProcessOK : LProcessFailed;
 }

@@ -4,6 +4,7 @@
 #include "base/testing/TestSupport.h"
 #include "formats/LGenSourceDecoders.h"
 #include "formats/LTempWaveClaim.h"
+#include "formats/external/LFFMPEGSourceManager.h"
 #include "formats/wave/LWaveFile.h"
 #include "formats/wave/testing/WaveTestSupport.h"
 #include "stream/LSoundSourceError.h"
@@ -275,6 +276,44 @@ TEST_F(OpenerTest, ConcurrentOpeningsTakeDifferentNames) {
     std::sort(names.begin(), names.end());
     EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end());
     EXPECT_EQ(names.front(), temp_ + "/Temp1.wav");
+}
+
+// FFmpeg's rung writes a temporary Wave file of the source's precision: the
+// frames read from it are FFmpeg's own, bit for bit, for float (lossy) and
+// for 24-bit audio.
+TEST_F(OpenerTest, FFmpegRungKeepsTheDecodedSamplesExactly) {
+    KV_REQUIRE_TOOL("sox");
+    KV_REQUIRE_TOOL("ffmpeg");
+    const std::string deep = dir_.File("deep.wav");
+    ASSERT_EQ(kvtest::RunCommand("sox -R -n -r 48000 -c 2 -b 24 " + kvtest::ShellQuote(deep) +
+                                 " synth 0.5 sine 500 gain -1"),
+              0);
+    for (const char* encoded : {"x.m4a", "x.flac"}) {
+        SCOPED_TRACE(encoded);
+        const std::string file = dir_.File(encoded);
+        ASSERT_EQ(kvtest::RunCommand("ffmpeg -v quiet -y -i " + kvtest::ShellQuote(deep) + " " +
+                                     kvtest::ShellQuote(file)),
+                  0);
+        LSoundSource opened;
+        ASSERT_EQ(Open(file, opened), LProcessOK);  // no decoder programs: FFmpeg's rung
+        LFFMPEGSourceManager manager;
+        ASSERT_TRUE(manager.Open(file));
+        LSoundSource direct = manager.GetSoundSource();
+        const long long end = direct->GetEndSample();  // decodes ahead to the end of this short file
+        ASSERT_FALSE(direct->IsStreaming());
+        ASSERT_EQ(opened->GetEndSample(), end);
+        std::vector<float> a(size_t(end) * 2), b(size_t(end) * 2);
+        opened->Read(a.data(), end);
+        direct->Read(b.data(), end);
+        if (std::string(encoded) == "x.flac") {
+            // The 24-bit file holds FFmpeg's 24-bit values; ours read them on our scale.
+            for (size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], 1.0 / 8388608.0) << i;
+        } else {
+            EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(float)), 0);
+        }
+        opened.Close();
+        EXPECT_EQ(ListFolder(temp_), "");
+    }
 }
 
 }  // namespace
