@@ -6,12 +6,15 @@
 # declares its dependencies in its kv_library(<name> DEPENDS ...) call. The
 # check fails, naming file, line and include, when
 #   - a library declares a dependency that isn't a library below it;
-#   - a source of a library includes a header of another library that it
-#     doesn't declare (which also catches every include upwards);
+#   - a source of a library includes a header of a library above it, or of one
+#     below that it doesn't declare;
 #   - a test (*_test.cpp, *_slowtest.cpp, testing/) includes a header of a
 #     library that is neither its own nor one its library depends on,
 #     directly or through others (base/testing serves every test);
 #   - a library declares a dependency that none of its sources include.
+# Includes are found the way the compiler finds them: "x" beside the including
+# file first, then from the tree's root; <x> from the root when the tree holds
+# it, otherwise it is a system header (<net/if.h> is not our net).
 cmake_minimum_required(VERSION 3.25)
 
 if(NOT ROOT OR NOT LAYERS)
@@ -23,6 +26,33 @@ macro(problem text)
   string(APPEND problems "  ${text}\n")
 endmacro()
 
+# The lines of a file as a list. CMake lists split at ';' and group across
+# '[' ... ']', so those (and '\', which escapes them) are blanked first: a
+# comment like "[0, n)" would otherwise glue the lines after it together.
+function(read_lines path out)
+  file(READ "${path}" text)
+  string(REGEX REPLACE "[][;\\\\\r]" " " text "${text}")
+  string(REPLACE "\n" ";" text "${text}")
+  set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
+# The path, relative to ROOT, of what an include line names; empty for a
+# system header or a line that isn't an include.
+function(included_path line dir out)
+  set(${out} "" PARENT_SCOPE)
+  if(NOT line MATCHES "^[ \t]*#[ \t]*include[ \t]*([\"<])([^\">]+)[\">]")
+    return()
+  endif()
+  set(name "${CMAKE_MATCH_2}")
+  if(CMAKE_MATCH_1 STREQUAL "\"" AND EXISTS "${ROOT}/${dir}/${name}")
+    cmake_path(ABSOLUTE_PATH name BASE_DIRECTORY "${ROOT}/${dir}" NORMALIZE OUTPUT_VARIABLE full)
+    cmake_path(RELATIVE_PATH full BASE_DIRECTORY "${ROOT}" OUTPUT_VARIABLE name)
+  elseif(CMAKE_MATCH_1 STREQUAL "<" AND NOT EXISTS "${ROOT}/${name}")
+    return()
+  endif()
+  set(${out} "${name}" PARENT_SCOPE)
+endfunction()
+
 # Declared dependencies, read from each folder's kv_library call.
 foreach(layer ${LAYERS})
   set(deps_${layer} "")
@@ -32,7 +62,8 @@ foreach(layer ${LAYERS})
     continue()
   endif()
   file(READ "${file}" text)
-  string(REGEX MATCH "kv_library\\(${layer}([^)]*)\\)" call "${text}")
+  string(REGEX REPLACE "#[^\n]*" "" text "${text}")
+  string(REGEX MATCH "kv_library\\(${layer}([ \t\r\n][^)]*)?\\)" call "${text}")
   if(NOT call)
     problem("${layer}/CMakeLists.txt: no kv_library(${layer} ...) call")
     continue()
@@ -44,13 +75,13 @@ foreach(layer ${LAYERS})
       set(in_depends TRUE)
     elseif(word MATCHES "^(LINK|PRIVATE_LINK)$")
       set(in_depends FALSE)
-    elseif(in_depends AND NOT word STREQUAL "")
+    elseif(in_depends)
       list(APPEND deps_${layer} ${word})
     endif()
   endforeach()
 endforeach()
 
-# Each dependency must be a library below.
+# Each dependency must be a library below; above_<layer> lists the rest.
 set(below "")
 foreach(layer ${LAYERS})
   foreach(dep ${deps_${layer}})
@@ -59,12 +90,15 @@ foreach(layer ${LAYERS})
     endif()
   endforeach()
   list(APPEND below ${layer})
+  set(above_${layer} ${LAYERS})
+  list(REMOVE_ITEM above_${layer} ${below})
 endforeach()
 
-# What tests may reach: the library's dependencies and theirs.
+# What tests may reach: the library's dependencies below it and theirs.
 foreach(layer ${LAYERS})
   set(reach_${layer} ${deps_${layer}})
-  foreach(dep ${deps_${layer}})
+  list(REMOVE_ITEM reach_${layer} ${above_${layer}})
+  foreach(dep ${reach_${layer}})
     list(APPEND reach_${layer} ${reach_${dep}})
   endforeach()
   list(REMOVE_DUPLICATES reach_${layer})
@@ -79,24 +113,32 @@ foreach(layer ${LAYERS})
     if(path MATCHES "_(slow)?test\\.cpp$" OR path MATCHES "/testing/")
       set(is_test TRUE)
     endif()
-    file(STRINGS "${ROOT}/${path}" lines)
+    get_filename_component(dir "${path}" DIRECTORY)
+    read_lines("${ROOT}/${path}" lines)
     set(number 0)
     foreach(line IN LISTS lines)
       math(EXPR number "${number} + 1")
-      if(NOT line MATCHES "^[ \t]*#[ \t]*include[ \t]*\"([A-Za-z0-9_]+)/")
+      included_path("${line}" "${dir}" header)
+      if(NOT header MATCHES "^([A-Za-z0-9_]+)/")
         continue()
       endif()
       set(target "${CMAKE_MATCH_1}")
       if(target STREQUAL layer OR NOT target IN_LIST LAYERS)
         continue()
       endif()
+      string(STRIP "${line}" line)
       if(is_test)
-        if(NOT target IN_LIST reach_${layer} AND NOT line MATCHES "\"base/testing/")
+        if(NOT target IN_LIST reach_${layer} AND NOT header MATCHES "^base/testing/")
           problem("${path}:${number}: ${line} -- ${layer}'s tests reach only ${layer} and what it depends on")
         endif()
-      elseif(target IN_LIST deps_${layer})
+        continue()
+      endif()
+      if(target IN_LIST deps_${layer})
         list(APPEND used ${target})
-      else()
+      endif()
+      if(target IN_LIST above_${layer})
+        problem("${path}:${number}: ${line} -- ${target} is above ${layer}")
+      elseif(NOT target IN_LIST deps_${layer})
         problem("${path}:${number}: ${line} -- ${layer} does not declare ${target}")
       endif()
     endforeach()

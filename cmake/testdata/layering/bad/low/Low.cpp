@@ -1,2 +1,2 @@
-// A library that reaches up: the check must name this line.
+// Reaches up, past a bracket [ that must not hide the include below.
 #include "high/High.h"

@@ -1,2 +1,2 @@
 #include "high/High.h"
-#include "low/Low.h"
+#include "mid/Mid.h"

@@ -1,0 +1,3 @@
+#include "high/High.h"
+#include "mid/Mid.h"
+#include <low/Low.h>
