@@ -4,6 +4,8 @@
 #include "app/LRecentFileList.h"
 #include "base/LFile.h"
 #include "base/LFileLock.h"
+#include "base/LFormatText.h"
+#include "base/LPathName.h"
 #include "base/LProcessDialog.h"
 #include "base/LSettings.h"
 #include "edit/KVCoreUtils.h"
@@ -31,17 +33,9 @@ bool Is(const char* argument, const char* option) { return strcasecmp(argument, 
 
 std::string Cut(const char* text) { return std::string(text).substr(0, LFile::kMaxPath); }
 
-// The extension of the last path component, with its dot; empty when none.
-const char* ExtensionOf(const char* path) {
-    const char* name = std::strrchr(path, '/');
-    name = name ? name + 1 : path;
-    const char* dot = std::strrchr(name, '.');
-    return dot ? dot : "";
-}
 
-bool HasExtension(const char* path, const char* extension) {
-    return strcasecmp(ExtensionOf(path), extension) == 0;
-}
+// `extension` with its point, lower case.
+bool HasExtension(const char* path, const char* extension) { return LPathExtension(path) == extension; }
 
 std::string MakeAbsolute(const char* path) {
     if (path[0] == '/')
@@ -55,17 +49,7 @@ std::string MakeAbsolute(const char* path) {
 // Room a loaded document wants in the working folder beyond its own frames.
 constexpr int64_t kLoadSpareBytes = 104857600;
 
-std::string Printf(const char* format, const std::string& text) {
-    const int size = std::snprintf(nullptr, 0, format, text.c_str());
-    std::string out(static_cast<size_t>(std::max(size, 0)), '\0');
-    std::snprintf(out.data(), out.size() + 1, format, text.c_str());
-    return out;
-}
 
-std::string FolderOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
-}
 
 bool FileExists(const char* path) {
     struct stat st;
@@ -74,18 +58,16 @@ bool FileExists(const char* path) {
 
 // Why a file couldn't be loaded, by its extension.
 std::string LoadFailureText(const std::string& path) {
-    const char* extension = ExtensionOf(path.c_str());
-    if (strcasecmp(extension, ".dvf") == 0 || strcasecmp(extension, ".msv") == 0) {
-        return Printf("Die Datei \"%s\" kann nicht geöffnet werden. Möglicherweise haben Sie das Sony Plug-in nicht "
-                      "installiert oder Ihr Rekorder wird nicht unterstützt.",
-                      path);
+    const std::string extension = LPathExtension(path);
+    if (extension == ".dvf" || extension == ".msv") {
+        return LFormatText("Die Datei \"%s\" kann nicht geöffnet werden. Möglicherweise haben Sie das Sony Plug-in nicht "
+                      "installiert oder Ihr Rekorder wird nicht unterstützt.", path.c_str());
     }
-    if (strcasecmp(extension, ".cda") == 0) {
-        return Printf("Kelvane konnte Datei \"%s\" nicht zur Bearbeitung öffnen. Zum Öffnen von CDA-Dateien "
-                      "verwenden Sie im Dateimenü bitte die Option \"Audio-CD-Titel laden\".",
-                      path);
+    if (extension == ".cda") {
+        return LFormatText("Kelvane konnte Datei \"%s\" nicht zur Bearbeitung öffnen. Zum Öffnen von CDA-Dateien "
+                      "verwenden Sie im Dateimenü bitte die Option \"Audio-CD-Titel laden\".", path.c_str());
     }
-    return Printf("Kelvane konnte Datei \"%s\" nicht zur Bearbeitung öffnen.", path);
+    return LFormatText("Kelvane konnte Datei \"%s\" nicht zur Bearbeitung öffnen.", path.c_str());
 }
 
 const char* kTitleNoInputFolder = "Keinen Eingabeordnernamen bereitgestellt";
@@ -211,7 +193,7 @@ bool MainDialog::RunListFile(const char* path) {
 
 void MainDialog::OpenArgumentFile(const char* path) {
     CmOpen();
-    if (*ExtensionOf(path) == '\0')
+    if (LPathExtension(path).empty())
         return;  // unknown options land here too, and are ignored
     if (HasExtension(path, ".kvp")) {
         LoadProject(path);
@@ -315,7 +297,7 @@ bool MainDialog::CheckMaxFiles() {
 bool MainDialog::LoadFile(const char* pathText, bool addToRecent, bool quiet) {
     if (!FileExists(pathText)) {
         NoteFailure();
-        Alert("Datei nicht gefunden.", Printf("Datei nicht gefunden: \"%s\".", pathText).c_str(), {"OK"});
+        Alert("Datei nicht gefunden.", LFormatText("Datei nicht gefunden: \"%s\".", pathText).c_str(), {"OK"});
         return false;
     }
     // Documents keep absolute paths: the working folder of a later hand-over
@@ -396,11 +378,11 @@ bool MainDialog::CmOpenFile(const char* folder) {
     bool loaded = false;
     for (const std::string& path : chosen) {
         if (HasExtension(path.c_str(), ".kvp")) {
-            LUserSettingSetString("Settings", "OpenProjectDir", FolderOf(path).c_str());
+            LUserSettingSetString("Settings", "OpenProjectDir", LPathFolder(path).c_str());
             loaded = LoadProject(path.c_str()) || loaded;
             continue;
         }
-        LUserSettingSetString("Settings", "OpenFileDir", FolderOf(path).c_str());
+        LUserSettingSetString("Settings", "OpenFileDir", LPathFolder(path).c_str());
         if (!CheckMaxFiles()) break;
         loaded = LoadFile(path.c_str(), true, false) || loaded;
     }

@@ -1,5 +1,7 @@
 #include "base/LFileReplace.h"
 
+#include "base/LPathName.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,11 +27,6 @@ mode_t CurrentUmask() {
     return mask;
 }
 
-std::string FolderOf(const std::string& path) {
-    size_t slash = path.find_last_of('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 
 // The template of the temporary name and the length of its fixed suffix.
@@ -71,7 +68,7 @@ bool LFileReplace::Commit() {
     tempPath_.clear();
     // Make the rename itself durable; a failure here leaves a complete file either way.
     LFile folder;
-    if (folder.Open(FolderOf(targetPath_).c_str(), O_RDONLY | O_DIRECTORY)) folder.Sync();
+    if (folder.Open(LPathFolder(targetPath_).c_str(), O_RDONLY | O_DIRECTORY)) folder.Sync();
     return true;
 }
 

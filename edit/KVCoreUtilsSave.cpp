@@ -1,6 +1,8 @@
 // KVCoreUtils, the save flows: from a save command to a file on disk, with
 // every question and refusal on the way. Main thread.
 #include "base/LFile.h"
+#include "base/LFormatText.h"
+#include "base/LPathName.h"
 #include "base/LPlatform.h"
 #include "base/LProcessDialog.h"
 #include "base/LSaveTransaction.h"
@@ -41,18 +43,9 @@ constexpr const char* kDownmixText =
     "muss das Audio ein Downmix sein.";
 constexpr const char* kSaveChangesText = "Änderungen in \"%s\" speichern?";
 
-std::string Printf(const char* format, const std::string& a, const std::string& b = {}, const std::string& c = {}) {
-    const int size = std::snprintf(nullptr, 0, format, a.c_str(), b.c_str(), c.c_str());
-    std::string out(static_cast<size_t>(std::max(size, 0)), '\0');
-    std::snprintf(out.data(), out.size() + 1, format, a.c_str(), b.c_str(), c.c_str());
-    return out;
-}
 
-std::string FolderOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return {};
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
+// A path the user gave a folder to (not just a document's name).
+bool HasFolder(const std::string& path) { return path.find('/') != std::string::npos; }
 
 bool Exists(const std::string& path) {
     struct stat st;
@@ -70,7 +63,7 @@ int64_t BytesNeeded(const KVFile& file) { return file.cutList.GetLength() * file
 int LowDiskSpaceAnswer(const std::string& path) {
     LAlertRequest request;
     request.title = "Geringer Festplattenspeicher";
-    request.text = std::string(kLowDiskTitle) + "\r\n\r\n" + Printf(kKVSaveNoSpaceText, path);
+    request.text = std::string(kLowDiskTitle) + "\r\n\r\n" + LFormatText(kKVSaveNoSpaceText, path.c_str());
     request.buttons = {"Abbrechen", "Erneut prüfen", "Anderen Ort wählen"};
     request.unattendedButton = 0;
     static constexpr int kAnswers[] = {0, 1, 3};
@@ -94,8 +87,8 @@ int ChannelsToWrite(const KVFile& file, const std::string& extension) {
     if (LUserSettingGetBool("Settings", key.c_str(), false)) return maximum;
     const std::string format = FormatName(extension);
     LAlertRequest request;
-    request.title = Printf(kDownmixTitle, format);
-    request.text = Printf(kDownmixText, KVGetChannelString(channels), KVGetChannelString(maximum), format);
+    request.title = LFormatText(kDownmixTitle, format.c_str());
+    request.text = LFormatText(kDownmixText, KVGetChannelString(channels).c_str(), KVGetChannelString(maximum).c_str(), format.c_str());
     request.buttons = {"Zum Speichern Downmix erstellen", "Abbrechen"};
     request.unattendedButton = 0;  // a script wants its file: the format's limit it is
     if (maximum > 1) request.checkBox = "Für dieses Format nicht mehr anzeigen";
@@ -110,7 +103,7 @@ int ChannelsToWrite(const KVFile& file, const std::string& extension) {
 bool WriteThroughTransaction(KVFile& file, const std::string& path, int channels) {
     LSaveTransaction transaction(path);
     if (!transaction.IsOpen()) {
-        LAlert("Kelvane", Printf(kCannotCreate, path).c_str());
+        LAlert("Kelvane", LFormatText(kCannotCreate, path.c_str()).c_str());
         return false;
     }
     LKVSaveToSink job;
@@ -123,7 +116,7 @@ bool WriteThroughTransaction(KVFile& file, const std::string& path, int channels
     if (dialog.Open() != LProcessOK) return false;
     // The written file has the target's extension, so the tags go by its format.
     if (!file.tags.SaveTags(transaction.WritePath()) || !transaction.Commit()) {
-        LAlert("Kelvane", Printf(kCannotCreate, path).c_str());
+        LAlert("Kelvane", LFormatText(kCannotCreate, path.c_str()).c_str());
         return false;
     }
     return true;
@@ -143,7 +136,7 @@ std::vector<LFileFilter> KVCoreUtils::SaveFilters() {
 bool KVCoreUtils::CmSave(KVFileViewInterface* view, bool prompt) {
     if (view == nullptr || view->GetFile() == nullptr) return false;
     const std::string path = view->GetFile()->GetPath();
-    const bool saved = FolderOf(path).empty() ? CmSaveAs(view, nullptr) : SaveAs(view, prompt, path.c_str());
+    const bool saved = !HasFolder(path) ? CmSaveAs(view, nullptr) : SaveAs(view, prompt, path.c_str());
     if (saved) view->GetController().kvcAddToRecentFileList(view->GetFile()->GetPath().c_str());
     view->GetController().kvcFileApply(saved);
     return saved;
@@ -157,7 +150,7 @@ bool KVCoreUtils::CmSaveAs(KVFileViewInterface* view, const char* folder) {
         LAlert(kEmptyTitle, kEmptyText);
         return false;
     }
-    std::string extension = LGenSinkExtensionOf(file.GetPath());
+    std::string extension = LPathExtension(file.GetPath());
     if (extension.empty()) extension = "." + LUserSettingGetString("Settings", "SaveAsFormat", "wav");
     const std::vector<LFileFilter> filters = SaveFilters();
     int filter = 0;
@@ -175,8 +168,8 @@ bool KVCoreUtils::CmSaveAs(KVFileViewInterface* view, const char* folder) {
     if (path.empty()) return false;
     filter = std::clamp(filter, 0, static_cast<int>(filters.size()) - 1);
     const std::vector<std::string>& wanted = filters[static_cast<size_t>(filter)].extensions;
-    if (std::find(wanted.begin(), wanted.end(), LGenSinkExtensionOf(path)) == wanted.end()) path += wanted.front();
-    LUserSettingSetString("Settings", "SaveAsDir", FolderOf(path).c_str());
+    if (std::find(wanted.begin(), wanted.end(), LPathExtension(path)) == wanted.end()) path += wanted.front();
+    LUserSettingSetString("Settings", "SaveAsDir", LPathFolder(path).c_str());
     LUserSettingSetString("Settings", "SaveAsFormat", wanted.front().substr(1).c_str());
     return SaveAs(view, true, path.c_str());
 }
@@ -189,21 +182,21 @@ bool KVCoreUtils::SaveAs(KVFileViewInterface* view, bool prompt, const char* pat
         LAlert(kEmptyTitle, kEmptyText);
         return false;
     }
-    const std::string folder = FolderOf(path);
+    const std::string folder = LPathFolder(path);
     while (IsDirectory(folder) && GetFreeBytes(folder) <= BytesNeeded(file)) {
         const int answer = LowDiskSpaceAnswer(path);
         if (answer == 0) return false;
         if (answer == 3) return CmSaveAs(view, nullptr);
     }
     if (Exists(path) && ::access(path.c_str(), W_OK) != 0) {
-        LAlert(kReadOnlyTitle, Printf(kReadOnlyText, path).c_str());
+        LAlert(kReadOnlyTitle, LFormatText(kReadOnlyText, path.c_str()).c_str());
         return CmSaveAs(view, folder.c_str());
     }
     if (LFile::TestFileShareWriteBlocked(path)) {
-        LAlert(kInUseTitle, Printf(kInUseText, path).c_str());
+        LAlert(kInUseTitle, LFormatText(kInUseText, path.c_str()).c_str());
         return CmSaveAs(view, folder.c_str());
     }
-    const std::string extension = LGenSinkExtensionOf(path);
+    const std::string extension = LPathExtension(path);
     if (extension == ".ra" || extension == ".ram" || extension == ".rm") {
         LAlertRequest request;
         request.title = "Kelvane";
@@ -214,7 +207,7 @@ bool KVCoreUtils::SaveAs(KVFileViewInterface* view, bool prompt, const char* pat
     }
     if (extension == ".kvp") return view->GetController().kvcSaveProject(path.c_str());
     if (!LGenSinkIsAvailable(extension)) {
-        LAlert("Kelvane", Printf(kCannotCreate, path).c_str());
+        LAlert("Kelvane", LFormatText(kCannotCreate, path.c_str()).c_str());
         return CmSaveAs(view, folder.c_str());
     }
     const std::string existing = Exists(path) ? path : file.GetPath();
@@ -243,8 +236,8 @@ bool KVCoreUtils::SaveChanges(KVFileViewInterface& view, bool several, int& yesT
     if (!save) {
         LAlertRequest request;
         request.title = "Kelvane";
-        request.text = Printf(kSaveChangesText, file->GetFileName().empty() ? file->cutList.GetName()
-                                                                          : file->GetFileName());
+        request.text = LFormatText(kSaveChangesText, (file->GetFileName().empty() ? file->cutList.GetName()
+                                                                          : file->GetFileName()).c_str());
         request.buttons = {"Speichern", "Nicht speichern", "Abbrechen"};
         request.unattendedButton = 1;  // nobody to ask: keep the file on disk as it is
         if (several) request.checkBox = "Vorgang für alle geöffneten Dateien wiederholen";
@@ -263,5 +256,5 @@ bool KVCoreUtils::SaveChanges(KVFileViewInterface& view, bool several, int& yesT
         }
     }
     const bool prompt = !LUserSettingGetBool("Settings", "SuppressSaveFormatPrompt", false);
-    return FolderOf(file->GetPath()).empty() ? CmSaveAs(&view, nullptr) : CmSave(&view, prompt);
+    return !HasFolder(file->GetPath()) ? CmSaveAs(&view, nullptr) : CmSave(&view, prompt);
 }

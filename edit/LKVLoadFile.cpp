@@ -1,5 +1,6 @@
 #include "edit/LKVLoadFile.h"
 
+#include "base/LPathName.h"
 #include "edit/LCutListAudio.h"
 #include "edit/LSoundCache.h"
 #include "edit/LSoundCacheItemInfo.h"
@@ -42,16 +43,12 @@ bool ReuseCacheItem(const std::string& path, LCutListAudio& list) {
     return true;
 }
 
-std::string FileName(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 }  // namespace
 
 LProcessResult Process(LProcessInterface& process, LKVLoadFile& job) {
     if (job.cutList == nullptr) return LProcessFailed;
-    process.SetStatus(FileName(job.path).c_str(), 0);
+    process.SetStatus(LPathFileName(job.path).c_str(), 0);
     process.SetStatus("Bitte warten...", 0);
     if (ReuseCacheItem(job.path, *job.cutList)) {
         job.reusedCacheItem = true;

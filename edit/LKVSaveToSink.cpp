@@ -1,5 +1,6 @@
 #include "edit/LKVSaveToSink.h"
 
+#include "base/LPathName.h"
 #include "edit/LSoundCache.h"
 #include "formats/LGenSink.h"
 #include "stream/LPRSourceToSink.h"
@@ -12,10 +13,6 @@ namespace {
 
 constexpr const char* kCannotCreate = "Kann Datei \"%s\" nicht zum Speichern erstellen.";
 
-std::string FolderOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
-}
 
 }  // namespace
 
@@ -61,7 +58,7 @@ LProcessResult Process(LProcessInterface& process, LKVSaveToSink& job) {
     if (result == LProcessFailed && !failedBefore) {
         // A full disk is the usual reason; say so when it is.
         const int64_t needed = job.cutList.GetLength() * channels * 4;
-        const bool full = LSoundCacheFreeSpaceOfFolder(FolderOf(job.writePath)) < needed;
+        const bool full = LSoundCacheFreeSpaceOfFolder(LPathFolder(job.writePath)) < needed;
         process.SetErrorF(full ? kKVSaveNoSpaceText : kCannotCreate, job.target.c_str());
     }
     copy.sink.Close();

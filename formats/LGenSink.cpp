@@ -1,5 +1,6 @@
 #include "formats/LGenSink.h"
 
+#include "base/LPathName.h"
 #include "base/LPlatform.h"
 #include "base/LSettings.h"
 #include "formats/wave/LWaveFile.h"
@@ -9,7 +10,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cctype>
 #include <string>
 
 namespace {
@@ -117,11 +117,6 @@ std::vector<LGenSinkFormat> MakeFormats() {
     return f;
 }
 
-std::string Lower(std::string_view text) {
-    std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-    return out;
-}
 
 const std::vector<LGenSinkKey>& ExtraKeys(const LGenSinkFormat& format) {
     static const std::vector<LGenSinkKey> none;
@@ -218,15 +213,9 @@ const std::vector<LGenSinkFormat>& LGenSinkFormats() {
     return formats;
 }
 
-std::string LGenSinkExtensionOf(std::string_view path) {
-    const size_t slash = path.rfind('/');
-    const size_t dot = path.rfind('.');
-    if (dot == std::string_view::npos || (slash != std::string_view::npos && dot < slash)) return {};
-    return Lower(path.substr(dot));
-}
 
 const LGenSinkFormat* LGenSinkFindFormat(std::string_view extension) {
-    std::string ext = Lower(extension);
+    std::string ext = LPathLower(extension);
     if (!ext.empty() && ext[0] != '.') ext.insert(ext.begin(), '.');
     if (ext == ".m4b") ext = ".m4a";  // audio books share the MPEG-4 row
     for (const LGenSinkFormat& f : LGenSinkFormats()) {
@@ -293,7 +282,7 @@ bool LGenSinkIsAvailable(std::string_view extension) {
 }
 
 LSoundSink LGenSinkOpenSink(const LGenSinkRequest& request) {
-    const LGenSinkFormat* f = LGenSinkFindFormat(LGenSinkExtensionOf(request.target));
+    const LGenSinkFormat* f = LGenSinkFindFormat(LPathExtension(request.target));
     if (!f || f->playlist) return SinkError();
     if (std::string_view(f->extension) == ".wav") return OpenWave(request);
     return SinkError();  // the other writers come with their formats

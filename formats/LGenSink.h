@@ -52,8 +52,6 @@ const std::vector<LGenSinkFormat>& LGenSinkFormats();
 // The row of an extension (with or without its point, any case); nullptr
 // when it isn't a save format.
 const LGenSinkFormat* LGenSinkFindFormat(std::string_view extension);
-// The extension of a path with its point, lower case; empty when none.
-std::string LGenSinkExtensionOf(std::string_view path);
 
 // Whether saving as `extension` loses information with the stored settings
 // (".m4a" and its kin by the codec chosen in their section).

@@ -1,6 +1,7 @@
 #include "formats/LGenSink.h"
 
 #include "base/LHeadlessPlatform.h"
+#include "base/LPathName.h"
 #include "base/LSettings.h"
 #include "base/testing/TestSupport.h"
 #include "formats/wave/LWaveFile.h"
@@ -40,8 +41,8 @@ TEST_F(GenSinkTest, TheTwentyFiveSaveExtensionsInTheirOrder) {
     EXPECT_NE(LGenSinkFindFormat("WAV"), nullptr);
     EXPECT_NE(LGenSinkFindFormat(".M4B"), nullptr);
     EXPECT_EQ(LGenSinkFindFormat(".xyz"), nullptr);
-    EXPECT_EQ(LGenSinkExtensionOf("/a.b/Song.FLAC"), ".flac");
-    EXPECT_EQ(LGenSinkExtensionOf("/a.b/noext"), "");
+    EXPECT_EQ(LPathExtension("/a.b/Song.FLAC"), ".flac");
+    EXPECT_EQ(LPathExtension("/a.b/noext"), "");
 }
 
 TEST_F(GenSinkTest, ChannelLimitsLossinessAndComponents) {

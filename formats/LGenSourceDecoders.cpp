@@ -3,6 +3,7 @@
 #include "base/LByteOrder.h"
 #include "base/LComponent.h"
 #include "base/LFile.h"
+#include "base/LFormatText.h"
 #include "base/LProcessRunCommandLine.h"
 #include "base/LSettings.h"
 #include "formats/LTempWaveClaim.h"
@@ -43,22 +44,15 @@ const std::vector<LGenSourceDecoder>& Table() {
     return table;
 }
 
-std::string Format(const char* format, const std::string& a) {
-    char text[1024];
-    std::snprintf(text, sizeof text, format, a.c_str());
-    return text;
-}
 
 constexpr const char* kComponentPage = "https://www.orvelsoftware.com/components/mac/index.html";
 
 std::string MissingPluginText(const std::string& extension, bool componentNamed) {
     std::string text = componentNamed
-        ? Format("Kelvane Audio-Editor konnte Plug-in für die Datei mit der Endung \"%s\" nicht finden.\r\n\r\n"
-                 "Sie müssen das Plug-in selbst herunterladen und installieren.",
-                 extension)
-        : Format("Kelvane Audio-Editor konnte Plug-in für die Datei mit der Endung \"%s\" nicht finden. Es scheint "
-                 "kein Plug-in verfügbar zu sein, deshalb wird dieses Format nicht unterstützt.",
-                 extension);
+        ? LFormatText("Kelvane Audio-Editor konnte Plug-in für die Datei mit der Endung \"%s\" nicht finden.\r\n\r\n"
+                 "Sie müssen das Plug-in selbst herunterladen und installieren.", extension.c_str())
+        : LFormatText("Kelvane Audio-Editor konnte Plug-in für die Datei mit der Endung \"%s\" nicht finden. Es scheint "
+                 "kein Plug-in verfügbar zu sein, deshalb wird dieses Format nicht unterstützt.", extension.c_str());
     return text + "\r\n\r\n" + kComponentPage;
 }
 

@@ -1,6 +1,8 @@
 #include "formats/LGenSourceOpen.h"
 
 #include "base/LFile.h"
+#include "base/LFormatText.h"
+#include "base/LPathName.h"
 #include "formats/LGenSourceDecoders.h"
 #include "formats/LTempWaveClaim.h"
 #include "formats/wave/LWaveCodecNames.h"
@@ -32,26 +34,8 @@ constexpr const char* kComponentPage = "https://www.orvelsoftware.com/components
 constexpr const char* kFormatsPage = "https://www.orvelsoftware.com/acm/de/formats.html";
 constexpr const char* kCodecPage = "https://www.orvelsoftware.com/acm/de/index.html";
 
-std::string Lower(std::string_view text) {
-    std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-    return out;
-}
 
-std::string ExtensionOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    const size_t dot = path.rfind('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return {};
-    return Lower(path.substr(dot));
-}
 
-std::string Format(const char* format, const std::string& a, const std::string& b = {}) {
-    // Every text here has at most two string fields.
-    const int size = std::snprintf(nullptr, 0, format, a.c_str(), b.c_str());
-    std::string out(size_t(std::max(size, 0)), '\0');
-    std::snprintf(out.data(), out.size() + 1, format, a.c_str(), b.c_str());
-    return out;
-}
 
 bool IsOneOf(const std::string& ext, std::initializer_list<const char*> list) {
     return std::any_of(list.begin(), list.end(), [&](const char* e) { return ext == e; });
@@ -90,7 +74,7 @@ LGenSourceReader FindReader(const std::string& ext) {
 class Opening {
 public:
     Opening(LGenSourceOpenInterfaceProcess& process, std::string path, bool quiet, const char* tempFolder)
-        : process_(process), path_(std::move(path)), ext_(ExtensionOf(path_)), quiet_(quiet),
+        : process_(process), path_(std::move(path)), ext_(LPathExtension(path_)), quiet_(quiet),
           tempFolder_(tempFolder ? tempFolder : "") {}
 
     LProcessResult Run(LSoundSource& out);
@@ -221,9 +205,9 @@ void LGenSourceRegisterReader(const char* extension, LGenSourceReader reader) {
     ReaderTable& table = Readers();
     std::lock_guard<std::mutex> lock(table.mutex);
     if (reader) {
-        table.readers[Lower(extension)] = reader;
+        table.readers[LPathLower(extension)] = reader;
     } else {
-        table.readers.erase(Lower(extension));
+        table.readers.erase(LPathLower(extension));
     }
 }
 
@@ -239,18 +223,16 @@ LProcessResult ProcessGenSourceOpenSource(LSoundSource& source, const char* path
 }
 
 std::string LGenSourceErrorText(unsigned char error, const std::string& path, const std::string& tempPath) {
-    const std::string ext = ExtensionOf(path);
+    const std::string ext = LPathExtension(path);
     std::string text;
     if (error == kSourceNoFile) {
-        text = Format("Die Datei \"%s\" kann nicht geöffnet werden. Überprüfen Sie, ob diese existiert und Sie "
-                      "Lesezugriff haben.",
-                      path);
+        text = LFormatText("Die Datei \"%s\" kann nicht geöffnet werden. Überprüfen Sie, ob diese existiert und Sie "
+                      "Lesezugriff haben.", path.c_str());
     } else if (error == kSourceBadFormat) {
-        text = Format("Die Datei \"%s\" kann nicht geöffnet werden, da sie beschädigt ist.", path);
+        text = LFormatText("Die Datei \"%s\" kann nicht geöffnet werden, da sie beschädigt ist.", path.c_str());
     } else {
-        text = Format("Datei \"%s\" kann nicht geöffnet werden. Es ist möglich, dass das Dateiformat nicht von "
-                      "Kelvane unterstützt wird.\r\n\r\n%s",
-                      path, kFormatsPage);
+        text = LFormatText("Datei \"%s\" kann nicht geöffnet werden. Es ist möglich, dass das Dateiformat nicht von "
+                      "Kelvane unterstützt wird.\r\n\r\n%s", path.c_str(), kFormatsPage);
     }
 
     auto codecName = [](const std::string& file) {
@@ -260,46 +242,39 @@ std::string LGenSourceErrorText(unsigned char error, const std::string& path, co
     if (ext == ".wav" && error == kSourceNoCodec) {
         const std::string name = codecName(path);
         if (name == "Microsoft Unknown Wave Format") {
-            text = Format("Die Datei \"%s\" kann nicht geöffnet werden, da der benötigte Codec (\"%s\") nicht "
-                          "installiert ist.",
-                          path, "Für Microsoft unbekanntes Wave-Format");
+            text = LFormatText("Die Datei \"%s\" kann nicht geöffnet werden, da der benötigte Codec (\"%s\") nicht "
+                          "installiert ist.", path.c_str(), "Für Microsoft unbekanntes Wave-Format");
         } else {
-            text = Format("Kann die Datei \"%s\" nicht öffnen, da der benötigte Codec (\"%s\") nicht installiert ist.",
-                          path, name);
+            text = LFormatText("Kann die Datei \"%s\" nicht öffnen, da der benötigte Codec (\"%s\") nicht installiert ist.", path.c_str(), name.c_str());
         }
         text += std::string("\r\n\r\n") + kCodecPage;
     } else if (ext == ".mp3") {
-        text = Format("Die Datei \"%s\" kann nicht geöffnet werden. Sie ist entweder beschädigt oder keine wahre "
-                      "Layer-3 MPEG Datei.",
-                      path);
+        text = LFormatText("Die Datei \"%s\" kann nicht geöffnet werden. Sie ist entweder beschädigt oder keine wahre "
+                      "Layer-3 MPEG Datei.", path.c_str());
     } else if (IsOneOf(ext, {".mid", ".smf"})) {
         text = "MIDI-Entschlüsselung wird derzeit in unseren Produkten in OS X nicht unterstützt.";
     } else if (ext == ".dct" && error == kSourceEnciphered) {
-        text = Format("Die Datei \"%s\" kann nicht geöffnet werden, da sie verschlüsselt ist.", path);
+        text = LFormatText("Die Datei \"%s\" kann nicht geöffnet werden, da sie verschlüsselt ist.", path.c_str());
     } else if (IsOneOf(ext, {".dct", ".oga", ".ogg", ".flac", ".wma", ".wmv", ".act", ".rec", ".rcd", ".shn", ".mpc"})) {
         if (error == kSourceNoCodec) {
-            text = Format("Cannot open the file \"%s\" because the required codec (\"%s\") is not installed.", path,
-                          codecName(tempPath));
+            text = LFormatText("Cannot open the file \"%s\" because the required codec (\"%s\") is not installed.", path.c_str(), codecName(tempPath).c_str());
         } else if (ext != ".dct") {
             const size_t slash = tempPath.rfind('/');
             const std::string folder = slash == std::string::npos ? tempPath : tempPath.substr(0, slash);
-            text = Format("Die Decodierung ist während der Komprimierung der Datei \"%s\" ins Wave-Format "
+            text = LFormatText("Die Decodierung ist während der Komprimierung der Datei \"%s\" ins Wave-Format "
                           "fehlgeschlagen. Möglicherweise hat Ihr Anmeldekonto keine Schreibberechtigung für den "
-                          "Ordner \"%s\"",
-                          path, folder);
+                          "Ordner \"%s\"", path.c_str(), folder.c_str());
         }
     } else if (IsOneOf(ext, {".aac", ".m4a", ".mp4", ".amr"})) {
         // The missing blank after the second quote is the message as users know it.
-        text = Format("Quicktime konnte die Datei \"%s\"nicht entschlüsseln. Bitte laden Sie die Datei in den "
-                      "Quicktime-Spieler und prüfen Sie, dass sie richtig spielt.",
-                      path);
+        text = LFormatText("Quicktime konnte die Datei \"%s\"nicht entschlüsseln. Bitte laden Sie die Datei in den "
+                      "Quicktime-Spieler und prüfen Sie, dass sie richtig spielt.", path.c_str());
     } else if (IsOneOf(ext, {".dss", ".msv", ".dvf"})) {
-        text = Format("Kann Datei \"%s\" nicht öffnen, da dieses Format nicht auf OS X unterstützt wird.", path);
+        text = LFormatText("Kann Datei \"%s\" nicht öffnen, da dieses Format nicht auf OS X unterstützt wird.", path.c_str());
     }
     if (text.empty()) {
-        text = Format("Die Datei \"%s\" kann nicht geöffnet werden, da sie einen unbekannten Codec verwendet oder "
-                      "möglicherweise keine wahre Wave-Datei ist.",
-                      path);
+        text = LFormatText("Die Datei \"%s\" kann nicht geöffnet werden, da sie einen unbekannten Codec verwendet oder "
+                      "möglicherweise keine wahre Wave-Datei ist.", path.c_str());
     }
     return text;
 }
