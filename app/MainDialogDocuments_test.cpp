@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <string>
@@ -131,6 +132,18 @@ TEST_F(DocumentsTest, AnUnchangedFileReopensFromTheCacheWithoutItsDecoder) {
     std::string text;
     LFile::ReadWholeFile(runs, &text);
     EXPECT_EQ(text, "run\n");
+
+    // The same size written again within the same second: another file.
+    ASSERT_TRUE(d.CmCloseAll());
+    struct stat st;
+    ASSERT_EQ(stat(song.c_str(), &st), 0);
+    kvtest::WriteFileBytes(song, {'f', 'L', 'a', 'C', 1, 1, 1, 1});
+    timespec times[2] = {st.st_atim, st.st_mtim};
+    times[1].tv_nsec = (st.st_mtim.tv_nsec + 1000) % 1000000000;
+    ASSERT_EQ(utimensat(AT_FDCWD, song.c_str(), times, 0), 0);
+    ASSERT_TRUE(d.LoadFile(song.c_str(), true, false));
+    LFile::ReadWholeFile(runs, &text);
+    EXPECT_EQ(text, "run\nrun\n");
 }
 
 TEST_F(DocumentsTest, AFailedLoadSaysWhyAndLeavesNothing) {

@@ -125,7 +125,8 @@ struct LookupFixture {
             if (FILE* f = std::fopen(cache.GetFilePath(n, ".grf").c_str(), "wb")) std::fclose(f);
             struct stat st;
             ::stat(original.c_str(), &st);
-            LSoundCacheItemOriginalFileDetailsAdd(n, original, static_cast<int32_t>(st.st_mtime), st.st_size);
+            LSoundCacheItemOriginalFileDetailsAdd(n, original, static_cast<int32_t>(st.st_mtime), st.st_size,
+                                                  static_cast<int32_t>(st.st_mtim.tv_nsec));
             LSoundCacheItemLastAccessTimeUpdate(n);
             lastOriginal = original;
             lastStat = st;
@@ -143,8 +144,9 @@ void LookupKelvane(benchmark::State& state) {
     LookupFixture& fixture = Lookup();
     LSoundCache::Instance().SetCacheFolder(fixture.folder + "/cache");
     for (auto _ : state) {
-        const uint16_t item = LSoundCacheItemOriginalFileDetailsMatch(fixture.lastOriginal, fixture.lastStat.st_mtime,
-                                                                      fixture.lastStat.st_size);
+        const uint16_t item = LSoundCacheItemOriginalFileDetailsMatch(
+            fixture.lastOriginal, fixture.lastStat.st_mtime, fixture.lastStat.st_size,
+            static_cast<int32_t>(fixture.lastStat.st_mtim.tv_nsec));
         if (item == kSoundCacheItemNone) return state.SkipWithError("item not found");
         benchmark::DoNotOptimize(item);
     }

@@ -27,7 +27,8 @@ bool MayReuse(const std::string& path) {
 bool ReuseCacheItem(const std::string& path, LCutListAudio& list) {
     struct stat st;
     if (!MayReuse(path) || ::stat(path.c_str(), &st) != 0) return false;
-    const uint16_t item = LSoundCacheItemOriginalFileDetailsMatch(path, st.st_mtime, st.st_size);
+    const uint16_t item =
+        LSoundCacheItemOriginalFileDetailsMatch(path, st.st_mtime, st.st_size, static_cast<int32_t>(st.st_mtim.tv_nsec));
     if (item == kSoundCacheItemNone) return false;
     // The reference first, then the look at the files: a release running on
     // another thread can't delete them any more once we hold the item.

@@ -152,7 +152,10 @@ bool LSoundCache::OriginalFileStillMatches(uint16_t number) const {
     for (const LSoundCacheOriginalFile& original : info.originals) {
         struct stat st;
         if (::stat(original.path.c_str(), &st) != 0) continue;
-        if (static_cast<int32_t>(st.st_mtime) == original.mtime && st.st_size == original.size) return true;
+        if (static_cast<int32_t>(st.st_mtime) == original.mtime && st.st_size == original.size &&
+            static_cast<int32_t>(st.st_mtim.tv_nsec) == original.tag) {
+            return true;
+        }
     }
     return false;
 }

@@ -62,8 +62,10 @@ LProcessResult LSoundCacheImport(LProcessInterface& process, const std::string& 
     LSoundCacheItemAnalyzerManager::Instance().SignalChange();
     struct stat st;
     if (!path.empty() && ::stat(path.c_str(), &st) == 0) {
+        // The tag holds the time's nanoseconds: a rewrite of the same size
+        // within the same second is a different file.
         LSoundCacheItemOriginalFileDetailsAdd(number, path, static_cast<int32_t>(st.st_mtime),
-                                              static_cast<int64_t>(st.st_size), 0);
+                                              static_cast<int64_t>(st.st_size), static_cast<int32_t>(st.st_mtim.tv_nsec));
     }
     LSoundCacheItemLastAccessTimeUpdate(number);
     *item = number;

@@ -218,12 +218,16 @@ uint16_t LSoundCacheItemOriginalFileDetailsMatch(const std::string& path, int64_
         LSoundCacheItemInfoContents info;
         if (!LSoundCacheItemInfoRead(folder + "/" + name, info)) return;
         for (const LSoundCacheOriginalFile& original : info.originals) {
-            if (::strcasecmp(original.path.c_str(), path.c_str()) != 0) continue;
+            // Exact: two names that differ only in case are two files here.
+            if (original.path != path) continue;
             if (original.mtime != static_cast<int32_t>(mtime) || original.size != size || original.tag != tag) continue;
             if (!LSoundCacheItemIsValid(number)) continue;
             struct stat st;
             if (::stat(original.path.c_str(), &st) != 0) continue;
-            if (static_cast<int32_t>(st.st_mtime) != original.mtime || st.st_size != original.size) continue;
+            if (static_cast<int32_t>(st.st_mtime) != original.mtime || st.st_size != original.size ||
+                static_cast<int32_t>(st.st_mtim.tv_nsec) != original.tag) {
+                continue;
+            }
             found = number;
             break;
         }

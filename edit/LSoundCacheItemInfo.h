@@ -56,8 +56,8 @@ bool LSoundCacheItemAudioInfoGet(const std::string& audinfoPath, int& sampleRate
 bool LSoundCacheItemIsValid(uint16_t number);
 
 // The item decoded from this file, when it is still unchanged: path equal
-// without regard to case, and time, size and tag equal both to the arguments
-// and to the file as it is now. Updates the item's access time. Otherwise
+// exactly, and time, size and tag (the time's nanoseconds) equal both to the
+// arguments and to the file as it is now. Updates the item's access time. Otherwise
 // kSoundCacheItemNone. Adds no reference.
 uint16_t LSoundCacheItemOriginalFileDetailsMatch(const std::string& path, int64_t mtime, int64_t size,
                                                  int32_t tag = 0);

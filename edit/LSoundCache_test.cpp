@@ -146,14 +146,16 @@ TEST_F(LSoundCacheTest, LastReleaseKeepsImportOfUnchangedFileOnly) {
     // Reopening the unchanged file finds the item; a changed time doesn't.
     struct stat st;
     ASSERT_EQ(::stat(same.c_str(), &st), 0);
-    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime, st.st_size), a);
+    const int32_t ns = static_cast<int32_t>(st.st_mtim.tv_nsec);  // the import keeps it as the tag
+    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime, st.st_size, ns), a);
+    // Names that differ in case are other files on this system.
     std::string upper = same;
     for (char& ch : upper) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(upper, st.st_mtime, st.st_size), a);
-    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime + 1, st.st_size), kSoundCacheItemNone);
-    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime, st.st_size, 1), kSoundCacheItemNone);
+    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(upper, st.st_mtime, st.st_size, ns), kSoundCacheItemNone);
+    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime + 1, st.st_size, ns), kSoundCacheItemNone);
+    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime, st.st_size, ns + 1), kSoundCacheItemNone);
     Original("same.wav", 100, 1600000005);
-    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime, st.st_size), kSoundCacheItemNone);
+    EXPECT_EQ(LSoundCacheItemOriginalFileDetailsMatch(same, st.st_mtime, st.st_size, ns), kSoundCacheItemNone);
 }
 
 TEST_F(LSoundCacheTest, ScanProtectsItemsOfEarlierSession) {
