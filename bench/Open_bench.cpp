@@ -1,13 +1,14 @@
 // Opening and saving documents against the reference tools, on ten minutes
 // of stereo audio.
 //
-// "OpenFlac/kelvane": the opening ladder on a FLAC file (the decoder program
-// route) and the import into the sound cache; "OpenFlac/flac": `flac -d` of
-// the same file to a Wave file. "SaveWave/kelvane": the save job writing a
-// document as 16-bit Wave; "SaveWave/sox": sox converting the same float
-// frames to 16-bit Wave. "Reopen/kelvane": the load job on the unchanged
-// file, which takes the cache item it left; "Reopen/firstopen": the first
-// open of it (decoder and import), for the ratio of the two.
+// "OpenM4a/kelvane": the opening ladder on an AAC file (FFmpeg's rung) and
+// the import into the sound cache; "OpenM4a/ffmpeg": `ffmpeg -i in.m4a -f
+// f32le out.raw`. "OpenFlac/kelvane": the same for FLAC (the decoder program
+// route); "OpenFlac/flac": `flac -d` of it to a Wave file. "SaveWave/kelvane":
+// the save job writing a document as 16-bit Wave; "SaveWave/sox": sox
+// converting the same float frames to 16-bit Wave. "Reopen/kelvane": the
+// load job on the unchanged AAC file, which takes the cache item it left;
+// "Reopen/firstopen": the first open of it, for the ratio of the two.
 #include "base/LFile.h"
 #include "base/LProcessInterface.h"
 #include "edit/LCutListAudio.h"
@@ -37,6 +38,7 @@ std::string MakeTempFolder() {
 struct Fixture {
     std::string folder = MakeTempFolder();
     std::string flac = folder + "/in.flac";
+    std::string m4a = folder + "/in.m4a";
     std::string raw = folder + "/in.f32";
     bool ok = false;
     Fixture() {
@@ -45,6 +47,7 @@ struct Fixture {
              std::system(("sox -q -n -r 44100 -c 2 -b 16 '" + wave + "' synth 600 sine 440 sine 660 gain -3").c_str()) ==
                  0 &&
              std::system(("flac -s -f '" + wave + "' -o '" + flac + "'").c_str()) == 0 &&
+             std::system(("ffmpeg -v quiet -y -i '" + wave + "' -c:a aac -b:a 160k '" + m4a + "'").c_str()) == 0 &&
              std::system(("sox '" + wave + "' -t f32 '" + raw + "'").c_str()) == 0;
         ::unlink(wave.c_str());
         LSoundCache::Instance().ResetForTesting(folder + "/cache");
@@ -76,6 +79,24 @@ void OpenFlacKelvane(benchmark::State& state) {
         LCutListAudio list;
         if (!OpenIntoList(Files().flac, list)) return state.SkipWithError("open failed");
     }
+}
+
+void OpenM4aKelvane(benchmark::State& state) {
+    if (!Files().ok) return state.SkipWithError("no fixture (sox, flac, ffmpeg)");
+    for (auto _ : state) {
+        LCutListAudio list;
+        if (!OpenIntoList(Files().m4a, list)) return state.SkipWithError("open failed");
+    }
+}
+
+void OpenM4aTool(benchmark::State& state) {
+    if (!Files().ok) return state.SkipWithError("no fixture (sox, flac, ffmpeg)");
+    const std::string out = Files().folder + "/decoded.raw";
+    for (auto _ : state) {
+        if (std::system(("ffmpeg -v quiet -y -i '" + Files().m4a + "' -f f32le '" + out + "'").c_str()) != 0)
+            return state.SkipWithError("ffmpeg failed");
+    }
+    ::unlink(out.c_str());
 }
 
 void OpenFlacTool(benchmark::State& state) {
@@ -117,22 +138,24 @@ void SaveWaveSox(benchmark::State& state) {
 void ReopenKelvane(benchmark::State& state) {
     if (!Files().ok) return state.SkipWithError("no fixture (sox, flac)");
     LCutListAudio first;
-    LKVLoadFile load{Files().flac, &first};
+    LKVLoadFile load{Files().m4a, &first};
     LProcessInterfaceVoid job;
     if (Process(job, load) != LProcessOK) return state.SkipWithError("open failed");
     for (auto _ : state) {
         LCutListAudio list;
-        LKVLoadFile again{Files().flac, &list};
+        LKVLoadFile again{Files().m4a, &list};
         if (Process(job, again) != LProcessOK || !again.reusedCacheItem) return state.SkipWithError("no reuse");
     }
 }
 
 }  // namespace
 
+BENCHMARK(OpenM4aKelvane)->Name("OpenM4a/kelvane")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(OpenM4aTool)->Name("OpenM4a/ffmpeg")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(OpenFlacKelvane)->Name("OpenFlac/kelvane")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(OpenFlacTool)->Name("OpenFlac/flac")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(SaveWaveKelvane)->Name("SaveWave/kelvane")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(SaveWaveSox)->Name("SaveWave/sox")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(ReopenKelvane)->Name("Reopen/kelvane")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(10);
-BENCHMARK(OpenFlacKelvane)->Name("Reopen/firstopen")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(OpenM4aKelvane)->Name("Reopen/firstopen")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK_MAIN();
