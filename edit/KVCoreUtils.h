@@ -70,6 +70,10 @@ public:
     static bool SaveChanges(KVFileViewInterface& view, bool several, int& yesToAll, int& noToAll, bool& cancelled);
     // The save formats as the save dialog lists them.
     static std::vector<LFileFilter> SaveFilters();
+    // The channels a save as `extension` writes: `channels`, or the format's
+    // most after the down-mix question (skipped when "DontAskToDownmix<ext>"
+    // is set; nobody to ask means yes). 0 when the user declined.
+    static int ChannelsToWrite(int channels, const std::string& extension);
 
     // Free bytes of a folder's volume (tests replace the measure below).
     static int64_t GetFreeBytes(const std::string& folder);

@@ -77,26 +77,6 @@ std::string FormatName(const std::string& extension) {
     return name;
 }
 
-// The channels to write: the document's, or the format's maximum after the
-// down-mix question. 0 when the user declined.
-int ChannelsToWrite(const KVFile& file, const std::string& extension) {
-    const int channels = file.cutList.GetChannels();
-    const int maximum = LKVSaveChannelMaximum(extension);
-    if (maximum <= 0 || channels <= maximum) return channels;
-    const std::string key = "DontAskToDownmix" + extension.substr(1);
-    if (LUserSettingGetBool("Settings", key.c_str(), false)) return maximum;
-    const std::string format = FormatName(extension);
-    LAlertRequest request;
-    request.title = LFormatText(kDownmixTitle, format.c_str());
-    request.text = LFormatText(kDownmixText, KVGetChannelString(channels).c_str(), KVGetChannelString(maximum).c_str(), format.c_str());
-    request.buttons = {"Zum Speichern Downmix erstellen", "Abbrechen"};
-    request.unattendedButton = 0;  // a script wants its file: the format's limit it is
-    if (maximum > 1) request.checkBox = "Für dieses Format nicht mehr anzeigen";
-    bool dontAskAgain = false;
-    if (LAlertWithCheckBox(request, &dontAskAgain) != 0) return 0;
-    if (dontAskAgain) LUserSettingSetString("Settings", key.c_str(), "1");
-    return maximum;
-}
 
 // Runs the save job into a transaction and commits it. False leaves the
 // target as it was.
@@ -131,6 +111,24 @@ std::vector<LFileFilter> KVCoreUtils::SaveFilters() {
         filters.push_back({FormatName(format.extension), {format.extension}});
     }
     return filters;
+}
+
+int KVCoreUtils::ChannelsToWrite(int channels, const std::string& extension) {
+    const int maximum = LKVSaveChannelMaximum(extension);
+    if (maximum <= 0 || channels <= maximum) return channels;
+    const std::string key = "DontAskToDownmix" + extension.substr(1);
+    if (LUserSettingGetBool("Settings", key.c_str(), false)) return maximum;
+    const std::string format = FormatName(extension);
+    LAlertRequest request;
+    request.title = LFormatText(kDownmixTitle, format.c_str());
+    request.text = LFormatText(kDownmixText, KVGetChannelString(channels).c_str(), KVGetChannelString(maximum).c_str(), format.c_str());
+    request.buttons = {"Zum Speichern Downmix erstellen", "Abbrechen"};
+    request.unattendedButton = 0;  // a script wants its file: the format's limit it is
+    if (maximum > 1) request.checkBox = "Für dieses Format nicht mehr anzeigen";
+    bool dontAskAgain = false;
+    if (LAlertWithCheckBox(request, &dontAskAgain) != 0) return 0;
+    if (dontAskAgain) LUserSettingSetString("Settings", key.c_str(), "1");
+    return maximum;
 }
 
 bool KVCoreUtils::CmSave(KVFileViewInterface* view, bool prompt) {
@@ -215,7 +213,7 @@ bool KVCoreUtils::SaveAs(KVFileViewInterface* view, bool prompt, const char* pat
                                prompt)) {
         return false;
     }
-    const int channels = ChannelsToWrite(file, extension);
+    const int channels = ChannelsToWrite(file.cutList.GetChannels(), extension);
     if (channels == 0) return false;
     if (!WriteThroughTransaction(file, path, channels)) return false;
 

@@ -203,4 +203,35 @@ TEST_F(SaveTest, SaveChangesAsksOnceForAllWhenTold) {
     EXPECT_TRUE(platform_.AlertsShown().back().checkBox.empty());
 }
 
+TEST_F(SaveTest, DownmixQuestionNamesChannelsAndFormatAndRemembersItsBox) {
+    EXPECT_EQ(KVCoreUtils::ChannelsToWrite(2, ".wav"), 2);  // no limit
+    EXPECT_EQ(KVCoreUtils::ChannelsToWrite(2, ".mp3"), 2);
+    EXPECT_TRUE(platform_.AlertsShown().empty());
+
+    // Unattended: the down-mix it is.
+    EXPECT_EQ(KVCoreUtils::ChannelsToWrite(6, ".mp3"), 2);
+    ASSERT_EQ(platform_.AlertsShown().size(), 1u);
+    const LAlertRequest first = platform_.AlertsShown()[0];
+    EXPECT_EQ(first.title, "Downmix in MP3 erstellen?");
+    EXPECT_EQ(first.text, "Ihr Audio hat 5.1, aber Kelvane kann nur bis zu Stereo im Format MP3 speichern. Um in diesem "
+                          "Format zu speichern, muss das Audio ein Downmix sein.");
+    EXPECT_EQ(first.buttons, (std::vector<std::string>{"Zum Speichern Downmix erstellen", "Abbrechen"}));
+    EXPECT_EQ(first.checkBox, "Für dieses Format nicht mehr anzeigen");
+
+    platform_.ScriptAlertAnswer(1);  // Abbrechen
+    EXPECT_EQ(KVCoreUtils::ChannelsToWrite(8, ".flac"), 0);
+
+    // A format of one channel offers no box; a ticked box is kept by the
+    // extension without its point.
+    EXPECT_EQ(KVCoreUtils::ChannelsToWrite(3, ".gsm"), 1);
+    EXPECT_TRUE(platform_.AlertsShown().back().checkBox.empty());
+    EXPECT_NE(platform_.AlertsShown().back().text.find("3 Kanäle"), std::string::npos);
+    platform_.ScriptAlertAnswer(0, true);
+    EXPECT_EQ(KVCoreUtils::ChannelsToWrite(4, ".mp3"), 2);
+    EXPECT_EQ(LUserSettingGetString("Settings", "DontAskToDownmixmp3"), "1");
+    const size_t asked = platform_.AlertsShown().size();
+    EXPECT_EQ(KVCoreUtils::ChannelsToWrite(8, ".mp3"), 2);
+    EXPECT_EQ(platform_.AlertsShown().size(), asked);
+}
+
 }  // namespace
