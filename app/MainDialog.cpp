@@ -451,6 +451,17 @@ void MainDialog::CheckWorkingFolderSpace(const KVFile& file) {
     if (KVCoreUtils::GetFreeBytes(folder) < needed) EvLowDiskSpace();
 }
 
+bool MainDialog::CmSaveAs() {
+    KVFileGUI* view = GetCurrentFileGUI();
+    if (view == nullptr || !KVCoreUtils::CmSaveAs(view, nullptr)) return false;
+    const std::string path = view->GetFile()->GetPath();
+    LUserSettingSet<int>("Settings", "SaveCount", LUserSettingGet<int>("Settings", "SaveCount", 0) + 1);
+    int yesToAll = 0, noToAll = 0;
+    bool cancelled = false;
+    if (!CmCloseFileWindow(*view, yesToAll, noToAll, cancelled)) return false;
+    return LoadFile(path.c_str(), false, false);
+}
+
 bool MainDialog::CmCloseAll() {
     int yesToAll = 0, noToAll = 0;
     bool cancelled = false;

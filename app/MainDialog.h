@@ -83,6 +83,9 @@ public:
     bool CmCloseAll();
     // Closes one document view, asking first when it has unsaved changes.
     bool CmCloseFileWindow(KVFileGUI& view, int& yesToAll, int& noToAll, bool& cancelled);
+    // Save As for the current document; the document is then closed and
+    // loaded afresh from its new file, so that it shows what the format kept.
+    bool CmSaveAs();
     // The refresh after any change of documents (views, controls).
     virtual void FileApply(bool applyToFile);
 

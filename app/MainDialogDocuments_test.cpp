@@ -6,6 +6,8 @@
 #include "base/LFile.h"
 #include "base/LHeadlessPlatform.h"
 #include "base/LSettings.h"
+#include "edit/KVCoreUtils.h"
+#include "formats/wave/LWavTagWriter.h"
 #include "base/testing/TestSupport.h"
 #include "edit/LSoundCache.h"
 
@@ -214,6 +216,59 @@ TEST_F(DocumentsTest, DroppedFoldersLoadWhatIsVisibleInThem) {
     std::vector<std::string> names;
     for (KVFileGUI* view : d.FileWindows()) names.push_back(view->GetFile()->GetFileName());
     EXPECT_EQ(names, (std::vector<std::string>{"a.wav", "b.wav", "f.wav"}));
+}
+
+TEST_F(DocumentsTest, SaveAsReloadsTheDocumentFromItsNewFileWithItsTags) {
+    DocumentsDialog d;
+    const std::string original = Wave("tagged.wav", 300);
+    LFileTagDataAudio tags;
+    tags.Set(LFileTagDataAudio::kTitle, "Morgenlied");
+    tags.Set(LFileTagDataAudio::kArtist, "Chor");
+    ASSERT_TRUE(LWavTagWriter().Write(original, tags));
+    ASSERT_TRUE(d.LoadFile(original.c_str(), true, false));
+    EXPECT_EQ(d.GetCurrentFileGUI()->GetFile()->tags.Get(LFileTagDataAudio::kTitle), "Morgenlied");
+
+    const std::vector<LFileFilter> filters = KVCoreUtils::SaveFilters();
+    int wav = 0;
+    while (filters[wav].extensions.front() != ".wav") ++wav;
+    platform_.ScriptSaveAnswer(dir_.File("copy"), wav);
+    ASSERT_TRUE(d.CmSaveAs());
+    EXPECT_EQ(d.GetFileCount(), 1);
+    KVFile* file = d.GetCurrentFileGUI()->GetFile();
+    EXPECT_EQ(file->GetPath(), dir_.File("copy.wav"));
+    EXPECT_EQ(file->cutList.GetLength(), 300);
+    EXPECT_FALSE(file->dirty);
+    // The tags went into the new file and came back with it.
+    EXPECT_EQ(file->tags.Get(LFileTagDataAudio::kTitle), "Morgenlied");
+    EXPECT_EQ(file->tags.Get(LFileTagDataAudio::kArtist), "Chor");
+    EXPECT_EQ(LUserSettingGet<int>("Settings", "SaveCount", 0), 1);
+}
+
+TEST_F(DocumentsTest, CdaFilesPointToTheCdCommand) {
+    DocumentsDialog d;
+    const std::string track = dir_.File("Track01.cda");
+    kvtest::WriteFileBytes(track, {'R', 'I', 'F', 'F'});
+    EXPECT_FALSE(d.LoadFile(track.c_str(), true, false));
+    ASSERT_EQ(d.alerts.size(), 1u);
+    EXPECT_EQ(d.alerts[0], "Fehler beim Laden der Datei: Zum Öffnen von CDA-Dateien verwenden Sie im Dateimenü bitte "
+                           "die Option \"Audio-CD-Titel laden\".");
+}
+
+// A cache file opens by its path when its companion is there.
+TEST_F(DocumentsTest, CacheFilesOpenWithTheirCompanionOnly) {
+    DocumentsDialog d;
+    ASSERT_TRUE(d.LoadFile(Wave("a.wav", 64).c_str(), true, false));
+    const uint16_t item = d.GetCurrentFileGUI()->GetFile()->cutList.Segments()[0].Item();
+    const std::string aud = LSoundCache::Instance().GetFilePath(item, ".aud");
+    const std::string copy = dir_.File("copy.aud");
+    kvtest::WriteFileBytes(copy, kvtest::ReadFileBytes(aud));
+    kvtest::WriteFileBytes(copy + "info", kvtest::ReadFileBytes(LSoundCache::Instance().GetFilePath(item, ".audinfo")));
+    ASSERT_TRUE(d.LoadFile(copy.c_str(), true, false));
+    EXPECT_EQ(d.GetCurrentFileGUI()->GetFile()->cutList.GetLength(), 64);
+    ::unlink((copy + "info").c_str());
+    const std::string lonely = dir_.File("lonely.aud");
+    kvtest::WriteFileBytes(lonely, kvtest::ReadFileBytes(aud));
+    EXPECT_FALSE(d.LoadFile(lonely.c_str(), true, false));
 }
 
 }  // namespace
