@@ -3,6 +3,7 @@
 #include "base/LPathName.h"
 #include "base/LPlatform.h"
 #include "base/LSettings.h"
+#include "formats/wave/LWAVEEncoderOptionsWindow.h"
 #include "formats/wave/LWaveFile.h"
 #include "formats/wave/LWaveFileFormat.h"
 #include "stream/LSoundSinkError.h"
@@ -169,13 +170,19 @@ bool RowUsable(const LGenSinkFormat& format) {
 
 // The options window of the format; stores the answers when confirmed.
 bool AskOptions(const LGenSinkFormat& format, int rate, int channels) {
+    LPlatform* platform = LPlatform::Current();
+    if (std::string_view(format.extension) == ".wav") {
+        // The Wave window chooses a whole format block, not key values.
+        LOptionsForm wave = LWAVEEncoderOptionsWindow::MakeForm();
+        if (platform && !platform->EditOptions(wave)) return false;
+        return LWAVEEncoderOptionsWindow::Apply(wave);
+    }
     LOptionsForm form;
     form.windowClass = format.optionsWindow;
     form.section = format.section;
     AddFields(form, format.section, format.keys, rate, channels);
     const size_t ownFields = form.fields.size();
     AddFields(form, format.extraSection ? format.extraSection : "", ExtraKeys(format), rate, channels);
-    LPlatform* platform = LPlatform::Current();
     LOptionsForm shown = form;
     if (platform && !platform->EditOptions(shown)) return false;
     const std::vector<LGenSinkKey>& extra = ExtraKeys(format);

@@ -180,4 +180,45 @@ TEST_F(GenSinkTest, WaveSinkWrites16BitAtTheDocumentFormatAndKeepsAnExistingTarg
     EXPECT_EQ(wavetest::Sh("soxi -b " + kvtest::ShellQuote(temp)), "24\n");
 }
 
+TEST_F(GenSinkTest, WaveWindowChoosesTheFormatBlockAndTheSaveFollowsIt) {
+    KV_REQUIRE_TOOL("sox");
+    // Confirmed as it stands: PCM at the document's rate and channels.
+    EXPECT_TRUE(LGenSinkCheckSettings(".wav", "", 22050, 1, true));
+    ASSERT_EQ(platform_.OptionsShown().size(), 1u);
+    const LOptionsForm shown = platform_.OptionsShown()[0];
+    ASSERT_EQ(shown.fields.size(), 4u);
+    EXPECT_EQ(shown.fields[0].choices, (std::vector<std::string>{"PCM", "GSM 6.10", "A-Law", "mu-Law"}));
+    EXPECT_EQ(shown.fields[1].value, "An Quelle angleichen");
+    EXPECT_EQ(shown.fields[2].choices.size(), 13u);
+    EXPECT_EQ(shown.fields[3].value, "16 bits Integer");
+    kvtest::TempDir dir;
+    const std::string plain = dir.File("plain.wav");
+    { LGenSinkOpenSink({plain, plain, 22050, 1}); }
+    EXPECT_EQ(wavetest::Sh("soxi -r " + kvtest::ShellQuote(plain)), "22050\n");
+
+    // mu-law at 8000 Hz mono: the size is fixed at 8 bits.
+    platform_.ScriptOptionsAnswer([](LOptionsForm& form) {
+        form.fields[0].value = "mu-Law";
+        form.fields[1].value = "Mono";
+        form.fields[2].value = "8000 Hz";
+        form.fields[3].value = "24 bits Integer";
+        return true;
+    });
+    EXPECT_TRUE(LGenSinkCheckSettings(".wav", "", 44100, 2, true));
+    const std::string mu = dir.File("mu.wav");
+    {
+        LSoundSink sink = LGenSinkOpenSink({mu, mu, 44100, 2});
+        std::vector<float> frames(200, 0.25f);
+        sink->Write(frames.data(), 100);
+    }
+    const std::string q = kvtest::ShellQuote(mu);
+    EXPECT_EQ(wavetest::Sh("soxi -e " + q + "; soxi -r " + q + "; soxi -c " + q), "u-law\n8000\n1\n");
+    // The next window shows that choice.
+    EXPECT_TRUE(LGenSinkCheckSettings(".wav", "", 44100, 2, true));
+    const LOptionsForm again = platform_.OptionsShown().back();
+    EXPECT_EQ(again.fields[0].value, "mu-Law");
+    EXPECT_EQ(again.fields[1].value, "Mono");
+    EXPECT_EQ(again.fields[2].value, "8000 Hz");
+}
+
 }  // namespace
